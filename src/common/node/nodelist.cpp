@@ -22,16 +22,25 @@ constexpr std::size_t most_quoted = 64;  // bytes of an entry in a record
 
 using note_map = std::map<std::string, std::string>;
 
+// Bytes. A batch system's longest lines have some kilobytes; without a bound a
+// device that never ends a line would be read until memory is gone.
+constexpr std::size_t most_line = 1 << 20;
+
 // The lines of a node file.
 class line_reader {
  public:
-  explicit line_reader(std::istream& in) : in_(in) {}
+  explicit line_reader(std::istream& in) : in_(in), line_(most_line + 1) {}
 
-  // Goes to the next line; returns false behind the last one.
+  // Goes to the next line; returns false behind the last one, and when the
+  // next one is too long.
   bool next() {
     ++number_;
-    if (!std::getline(in_, line_)) return false;
-    rest_ = line_;
+    in_.getline(line_.data(), static_cast<std::streamsize>(line_.size()));
+    auto length = static_cast<std::size_t>(in_.gcount());
+    too_long_ = in_.fail() && !in_.eof() && !in_.bad();
+    if (in_.fail()) return false;
+    if (!in_.eof()) --length;  // the newline is counted, not stored
+    rest_ = {line_.data(), length};
     if (number_ == 1 && rest_.starts_with(byte_order_mark))
       rest_.remove_prefix(byte_order_mark.size());
     while (rest_.ends_with('\r'))
@@ -50,12 +59,14 @@ class line_reader {
   }
 
   std::size_t number() const { return number_; }
+  bool too_long() const { return too_long_; }
 
  private:
   std::istream& in_;
-  std::string line_;
+  std::vector<char> line_;
   std::string_view rest_;
   std::size_t number_ = 0;
+  bool too_long_ = false;
 };
 
 // A word that stands behind a name, cut at its first "=".
@@ -152,6 +163,8 @@ void Nodelist::parse(std::istream& in) {
       problem = too_many_names;
     if (!problem.empty()) problem += " in " + quoted(entry);
   }
+  if (problem.empty() && line.too_long())
+    problem = "expected a line of at most 1048576 bytes";
   if (problem.empty() && in.bad()) problem = "expected a file that can be read";
   if (problem.empty()) return;
   clear();

@@ -262,15 +262,30 @@ TEST(nodelist, finds_every_one_of_a_million) {
   EXPECT_EQ(list.find("n1000001"), nullptr);
 }
 
+constexpr std::size_t most_line = 1048576;  // bytes
+
 TEST(nodelist, reads_a_very_long_line) {
   std::string range = "n[0";
-  for (int i = 1; i < 200000; ++i)
+  for (int i = 1; i < 100000; ++i)
     range += "," + std::to_string(i);
-  const Nodelist list =
-      parsed(range + "]" + std::string(1000000, ' ') + "role=head " +
-             std::string(1000000, 'x') + "\n" + std::string(1000000, 'y'));
-  EXPECT_EQ(list.nodes().size(), 200001U);
-  EXPECT_EQ(list.find("n199999")->notes, (note_map{{"role", "head"}}));
+  range += "]" + std::string(100000, ' ') + "role=head ";
+  range += std::string(most_line - range.size(), 'x');
+  const Nodelist list = parsed(range + "\n" + std::string(most_line, 'y'));
+  EXPECT_EQ(list.nodes().size(), 100001U);
+  EXPECT_EQ(list.find("n99999")->notes, (note_map{{"role", "head"}}));
+}
+
+// As a device without an end would be read until memory is gone.
+TEST(nodelist, refuses_a_line_without_an_end) {
+  for (const char* behind : {"", "\n", "\nb\n"}) {
+    log::captured_log log;
+    const Nodelist list =
+        parsed("a\n" + std::string(most_line + 1, 'x') + behind);
+    EXPECT_TRUE(list.nodes().empty());
+    EXPECT_EQ(log.lines(),
+              std::vector<std::string>{
+                  "nodefile:2: expected a line of at most 1048576 bytes"});
+  }
 }
 
 // A list that grew with each line would make each further line slower.

@@ -1,6 +1,8 @@
 #include "src/collect/src/provider/nodefile.h"
 
+#include <filesystem>
 #include <fstream>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -23,6 +25,9 @@ std::string joined_names(const std::vector<node::node_entry>& nodes,
 }  // namespace
 
 bool read_nodefile(const char* path, std::uint16_t& count, std::string& names) {
+  // A directory can be opened like a file and fails only when it is read.
+  std::error_code ignored;
+  if (std::filesystem::is_directory(path, ignored)) return false;
   std::ifstream in(path);
   if (!in) return false;
   node::Nodelist list(path);

@@ -78,7 +78,14 @@ TEST(read_nodefile, refuses_a_directory) {
   const scratch_directory scratch;
   const log::captured_log log;
   expect_untouched(read(scratch.path()));
-  EXPECT_EQ(log.lines().size(), 1u);
+  EXPECT_EQ(log.lines(), lines{});
+}
+
+TEST(read_nodefile, refuses_a_device_that_never_ends) {
+  const log::captured_log log;
+  expect_untouched(read("/dev/zero"));
+  EXPECT_EQ(log.lines(),
+            lines{"/dev/zero:1: expected a line of at most 1048576 bytes"});
 }
 
 TEST(read_nodefile, refuses_a_file_with_a_bad_line_and_names_the_file) {
