@@ -4,7 +4,8 @@
 
 config
 provider memory.xml "touch $scratch/ran"
-for endpoint in nonsense tcp:// tcp://127.0.0.1 'tcp://%s%n:1'; do
+for endpoint in nonsense tcp:// tcp://127.0.0.1 'tcp://%s%n:1' \
+    tcp://127.0.0.1:0 tcp://127.0.0.1:99999 tcp://127.0.0.1:12ab tcp://:80 inproc://here; do
   run -e "$endpoint" -f memory.xml
   expect_status 1
   expect_stdout

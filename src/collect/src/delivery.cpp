@@ -2,8 +2,12 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <ctime>
+#include <string_view>
+#include <system_error>
 #include <utility>
 
 #include <czmq.h>
@@ -21,6 +25,34 @@ namespace {
 
 constexpr char source[] = "src/collect/src/zelk_run_provider";
 
+bool port_is_possible(std::string_view text) {
+  unsigned int number = 0;
+  const char* const last = text.data() + text.size();
+  const auto [end, fault] = std::from_chars(text.data(), last, number);
+  return fault == std::errc() && end == last && number >= 1 && number <= 65535;
+}
+
+// Some endpoints the library takes and nobody will ever hear: of a port it
+// keeps the leading digits and 16 bits, an empty host is tried for ever, and
+// nobody else is there to bind one inside this process. Of the rest it is the
+// judge.
+bool may_be_heard(std::string_view endpoint) {
+  constexpr std::string_view tcp = "tcp://";
+  if (endpoint.starts_with("inproc:")) return false;
+  if (!endpoint.starts_with(tcp)) return true;
+  endpoint.remove_prefix(tcp.size());
+  const std::size_t colon = endpoint.rfind(':');
+  return colon != endpoint.npos && colon > 0 &&
+         port_is_possible(endpoint.substr(colon + 1));
+}
+
+int connect_to(zsock_t* socket, const std::string& endpoint) {
+  if (may_be_heard(endpoint))
+    return zsock_connect(socket, "%s", endpoint.c_str());
+  errno = EINVAL;
+  return -1;
+}
+
 zsock_t* connect_socket(zsock_t* socket, const std::string& endpoint) {
   if (endpoint.empty()) {
     log::ErrorLog(source, __func__, __LINE__, log::level_error).stream()
@@ -30,7 +62,7 @@ zsock_t* connect_socket(zsock_t* socket, const std::string& endpoint) {
   }
   log::ErrorLog(source, __func__, __LINE__, log::level_debug).stream()
       << "Data will be sent to " << endpoint;
-  if (zsock_connect(socket, "%s", endpoint.c_str()) != 0) {
+  if (connect_to(socket, endpoint) != 0) {
     const int code = errno;
     log::ErrorLog(source, __func__, __LINE__, log::level_warning).stream()
         << "Unable to connect to the accumulate server (" << code
@@ -57,7 +89,9 @@ void set_up_messaging(int linger) {
   // CZMQ would catch both signals for itself at its first call, and they would
   // only set a flag of its own until our handler is installed again.
   zsys_handler_set(nullptr);
-  zsys_set_linger(static_cast<std::size_t>(linger));
+  // A setting of 2^31 and more has become negative; the library aborts on what
+  // is below -1, and so long a time is without end anyway.
+  zsys_set_linger(static_cast<std::size_t>(std::max(linger, -1)));
 }
 
 std::unique_ptr<delivery> delivery::open(const run_options& options,

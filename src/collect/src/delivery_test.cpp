@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -53,6 +54,18 @@ TEST(set_up_messaging, leaves_the_handlers_of_signals_alone) {
   EXPECT_EQ(std::signal(SIGTERM, SIG_DFL), +handler);
 }
 
+// 2,147,483,648 ms and 4,294,967,290 ms in 32 bits.
+TEST(set_up_messaging, takes_any_time_that_the_environment_may_ask_for) {
+  for (const int linger : {std::numeric_limits<int>::min(), -6}) {
+    set_up_messaging(linger);
+    zsock_t* socket = zsock_new(ZMQ_PUSH);
+    ASSERT_NE(socket, nullptr);
+    EXPECT_EQ(zsock_linger(socket), -1);
+    zsock_destroy(&socket);
+  }
+  set_up_messaging(0);
+}
+
 TEST(delivery, refuses_an_empty_endpoint) {
   log::captured_log log;
   EXPECT_EQ(delivery::open({}, {}), nullptr);
@@ -60,7 +73,11 @@ TEST(delivery, refuses_an_empty_endpoint) {
 }
 
 TEST(delivery, refuses_an_endpoint_that_does_not_parse) {
-  for (const char* endpoint : {"nonsense", "tcp://", "tcp://host", "%s%n"}) {
+  for (const char* endpoint :
+       {"nonsense", "tcp://", "tcp://host", "%s%n", "tcp://127.0.0.1:0",
+        "tcp://127.0.0.1:99999", "tcp://127.0.0.1:99999999999999999999",
+        "tcp://127.0.0.1:12ab", "tcp://:80",
+        "tcp://127.0.0.1:", "inproc://here"}) {
     SCOPED_TRACE(endpoint);
     log::captured_log log;
     run_options options;
