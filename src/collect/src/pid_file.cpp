@@ -1,10 +1,10 @@
 #include "src/collect/src/pid_file.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
-#include <fstream>
-
 #include "src/common/log/error_log.h"
+#include "src/common/util/unique_fd.h"
 
 namespace zelk {
 
@@ -14,16 +14,19 @@ constexpr char source[] = "src/collect/src/zelk_run_provider";
 
 }  // namespace
 
+// Without O_NONBLOCK a pipe of that name would hold the worker until somebody
+// reads it.
 void write_pid_file(const std::string& path) {
-  std::ofstream file(path, std::ios::trunc);
+  constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY;
+  const util::unique_fd file(::open(path.c_str(), flags | O_CLOEXEC, 0666));
   if (!file) {
     log::ErrorLog(source, __func__, __LINE__, log::level_debug).stream()
         << "Error opening pid file " << path << '.';
     return;
   }
-  file << ::getpgid(::getpid()) << '\n';
-  file.close();
-  if (!file) {
+  const std::string text = std::to_string(::getpgid(::getpid())) + "\n";
+  const ssize_t written = ::write(file.get(), text.data(), text.size());
+  if (written != static_cast<ssize_t>(text.size())) {
     log::ErrorLog(source, __func__, __LINE__, log::level_debug).stream()
         << "Error writing pid file " << path << '.';
   }

@@ -1,5 +1,6 @@
 #include "src/collect/src/pid_file.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -38,6 +39,15 @@ TEST(write_pid_file, only_notes_a_file_that_cannot_be_opened) {
   write_pid_file("/nowhere/pidfile_node07");
   EXPECT_EQ(log.lines(),
             lines{"Error opening pid file /nowhere/pidfile_node07."});
+}
+
+TEST(write_pid_file, does_not_wait_for_the_reader_of_a_pipe) {
+  const std::string path = ::testing::TempDir() + "pidfile_pipe";
+  ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+  log::captured_log log;
+  write_pid_file(path);
+  EXPECT_EQ(log.lines(), lines{"Error opening pid file " + path + "."});
+  std::filesystem::remove(path);
 }
 
 TEST(write_pid_file, notes_a_file_that_cannot_be_written) {
