@@ -210,6 +210,12 @@ TEST_F(parse_provider_config_xml, takes_the_ends_of_each_range) {
   EXPECT_EQ(description_.max_nodes, 0);
 }
 
+// A formatter breaks the line there.
+TEST_F(parse_provider_config_xml, takes_white_space_in_an_empty_element) {
+  EXPECT_TRUE(parse_children("<requires max_nodes='7'>\n  </requires>"));
+  EXPECT_EQ(description_.max_nodes, 7);
+}
+
 TEST_F(parse_provider_config_xml, refuses_a_provider_without_a_command) {
   for (const char* text :
        {"<provider/>", "<provider><encoding>raw</encoding></provider>"}) {
@@ -275,7 +281,7 @@ TEST_F(parse_provider_config_xml, names_the_line_of_a_bad_child) {
        "expected in 'architecture' of 'requires': any, or a machine name as "
        "uname -m prints it: lower-case letters, digits and _; found 'Any'"},
       {"<requires>x</requires>",
-       "expected nothing in 'requires'; found the text 'x'"},
+       "expected in 'requires': nothing but white space; found 'x'"},
       {"<requires><command/></requires>",
        "expected no element in 'requires'; found 'command'"},
   };

@@ -183,9 +183,19 @@ std::string misplaced_text(const xmlNode& element, const xmlDoc& schema) {
                     : str::strip(text_of(text->content), white_space));
 }
 
-std::string misplaced_element(const xmlNode& element) {
+// Whether all that may stand in the element is white space: the schema says so
+// by a type of that name.
+bool holds_nothing(const xmlNode& element, const xmlDoc& schema) {
+  const nodes bases = declared(schema, element, "extension");
+  return bases.size() == 1 && attribute(bases.front(), "base") == "nothing";
+}
+
+std::string misplaced_element(const xmlNode& element, const xmlDoc& schema) {
   const xmlNode* inside = first_child_element(element);
-  return "expected only text in " + quoted(name_of(element)) + "; found " +
+  const bool empty = holds_nothing(element, schema);
+  return std::string(empty ? "expected no element in "
+                           : "expected only text in ") +
+         quoted(name_of(element)) + "; found " +
          (inside == nullptr ? "an element" : found_element(*inside));
 }
 
@@ -281,7 +291,7 @@ std::string own_words(const xmlError& error, const xmlNode& node,
     case XML_SCHEMAV_CVC_TYPE_3_1_2:
     case XML_SCHEMAV_CVC_COMPLEX_TYPE_2_2:
     case XML_SCHEMAV_CVC_DATATYPE_VALID_1_2_1:
-      return is_about_child(error, node) ? misplaced_element(node)
+      return is_about_child(error, node) ? misplaced_element(node, schema)
                                          : wrong_value(error, node, schema);
     case XML_SCHEMAV_CVC_COMPLEX_TYPE_2_1:
       return is_about_child(error, node)
