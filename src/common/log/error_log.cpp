@@ -4,6 +4,7 @@
 
 #include <iostream>
 #include <string>
+#include <utility>
 
 namespace zelk::log {
 namespace {
@@ -29,7 +30,7 @@ ErrorLog::~ErrorLog() {
   if (level_ > LOG_LEVEL) return;
   try {
     if (LOG_OUTPUT == 0)
-      write_standard_error(buffer_.str());
+      write_standard_error(std::move(buffer_).str());
     else
       ::syslog(level_, "%s\n", buffer_.str().c_str());
   } catch (...) {  // NOLINT(bugprone-empty-catch): there is nowhere to say it
