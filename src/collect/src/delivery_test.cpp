@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "src/collect/src/provider/message.h"
+#include "src/collect/src/provider/test_support.h"
 #include "src/common/log/captured_log.h"
 #include "src/common/preproc/config.h"
 #include "src/common/str/str.h"
@@ -20,27 +21,12 @@
 namespace zelk {
 namespace {
 
-using lines = std::vector<std::string>;
+using testing::lines;
+using testing::scratch_directory;
 
 void set_output_directory(Config& config, const std::string& path) {
   path.copy(config.output_directory, sizeof config.output_directory - 1);
 }
-
-class scratch_directory {
- public:
-  scratch_directory() {
-    std::string path = ::testing::TempDir() + "delivery_XXXXXX";
-    path_ = ::mkdtemp(path.data());
-  }
-  scratch_directory(const scratch_directory&) = delete;
-  scratch_directory& operator=(const scratch_directory&) = delete;
-  ~scratch_directory() { std::filesystem::remove_all(path_); }
-
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 // The library's handler would replace the worker's, which ends providers.
 TEST(set_up_messaging, leaves_the_handlers_of_signals_alone) {
