@@ -28,8 +28,8 @@
 namespace zelk {
 namespace {
 
-constexpr std::size_t read_size = 64 * 1024;  // bytes
-constexpr int receive_timeout_ms = 120'000;   // twice the shortest time-out
+constexpr std::size_t read_size = 1 << 16;   // bytes
+constexpr int receive_timeout_ms = 120'000;  // twice the shortest time-out
 
 struct arguments {
   std::string endpoint;
