@@ -24,9 +24,14 @@ LAYERS = {
     "src/common/util": BASE,
     "src/common/preproc": BASE | {"xml"},
     "src/collect/src/utils": BASE | {"node"},
-    "src/collect/src/provider": BASE | {"utils", "preproc", "node", "util"},
+    "src/collect/src/provider":
+        BASE | {"utils", "preproc", "node", "util", "datastore"},
+    "src/common/datastore": BASE,
+    "src/collect/src/accumulate":
+        BASE | {"util", "preproc", "datastore", "provider"},
     "src/collect/src":
-        BASE | {"xml", "node", "util", "preproc", "utils", "provider"},
+        BASE | {"xml", "node", "util", "preproc", "utils", "provider",
+                "datastore", "accumulate"},
 }
 # Test support lies in the folder that it serves, and only tests may use it,
 # those of other folders included.
@@ -40,6 +45,8 @@ WALLS = [
     (r"libxml/.*", r"src/common/(xml/.*|preproc/.*\.cpp)|"
                    r"src/collect/src/provider_options\.cpp"),
     (r"syslog\.h|sys/syslog\.h", r"src/common/log/error_log\.cpp"),
+    (r"sqlite3\.h", r"src/common/datastore/sqlite\.cpp"),
+    (r"openssl/.*", r"src/collect/src/accumulate/sha256\.cpp"),
     (r"libgen\.h", r"(?!)"),  # its basename is a macro
 ]
 
