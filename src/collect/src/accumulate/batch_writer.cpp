@@ -181,7 +181,10 @@ row_outcome batch_writer::store(const pending_record& record) {
   bind_columns(record, columns, key, host.id);
   row_outcome result{record.sequence, outcome::stored, next_, record.run, ""};
   if (!insert(0)) {
-    if (is_duplicate(key, record.whole, result)) return result;
+    if (is_duplicate(key, record.whole, result)) {
+      if (host.made) hosts_.take_back(host, columns.hostname, columns.host_arg);
+      return result;
+    }
     result.result = outcome::conflict;
     insert(next_);
     bind_key(insert_twin_, key, record.whole).bind(6, next_).run();

@@ -43,19 +43,20 @@ host_table::host_table(datastore::database& base, name_table& names)
       expected_(base, expected_node_query),
       insert_(base,
               "INSERT INTO host (run, hostname, host_arg, node) VALUES (?1, "
-              "?2, ?3, ?4)") {}
+              "?2, ?3, ?4)"),
+      remove_(base, "DELETE FROM host WHERE id = ?1") {}
 
 host_table::entry host_table::get(std::int64_t run, std::string_view hostname,
                                   std::string_view host_arg) {
   if (run != known_run_ || known_.size() >= most_known) known_.clear();
   known_run_ = run;
   std::int64_t& id = known_[key_of(hostname, host_arg)];
-  if (id != 0) return {id, false};
+  if (id != 0) return {id, false, false};
 
   const std::int64_t hostname_id = names_.id(hostname);
   const std::int64_t host_arg_id = names_.id(host_arg);
   id = find(run, hostname_id, host_arg_id);
-  if (id != 0) return {id, false};
+  if (id != 0) return {id, false, false};
 
   const std::string_view node =
       node_of_host(expected_, run, hostname, host_arg);
@@ -67,7 +68,13 @@ host_table::entry host_table::get(std::int64_t run, std::string_view hostname,
       .bind_bytes(4, node)
       .run();
   id = base_.last_id();
-  return {id, new_node};
+  return {id, true, new_node};
+}
+
+void host_table::take_back(const entry& unused, std::string_view hostname,
+                           std::string_view host_arg) {
+  remove_.bind(1, unused.id).run();
+  known_.erase(key_of(hostname, host_arg));
 }
 
 std::int64_t host_table::find(std::int64_t run, std::int64_t hostname,

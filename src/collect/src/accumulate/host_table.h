@@ -19,6 +19,7 @@ class host_table {
  public:
   struct entry {
     std::int64_t id = 0;
+    bool made = false;      // by this very call
     bool new_node = false;  // the first result of this node in the run
   };
 
@@ -28,6 +29,11 @@ class host_table {
   // `run`; made if there is none.
   entry get(std::int64_t run, std::string_view hostname,
             std::string_view host_arg);
+
+  // Takes back an entry that get() has just made and that no result needs: a
+  // node without results in a run has not answered it.
+  void take_back(const entry& unused, std::string_view hostname,
+                 std::string_view host_arg);
 
   // After a roll-back.
   void forget() { known_.clear(); }
@@ -42,6 +48,7 @@ class host_table {
   datastore::statement find_node_;
   datastore::statement expected_;
   datastore::statement insert_;
+  datastore::statement remove_;
   std::int64_t known_run_ = 0;  // of the entries in known_
   std::unordered_map<std::string, std::int64_t> known_;
 };

@@ -167,7 +167,13 @@ TEST_F(stored_results, stay_with_the_run_they_came_into_first) {
   EXPECT_EQ(again.result, outcome::duplicate);
   EXPECT_EQ(again.run, first.run);
   EXPECT_EQ(store.integer("SELECT results FROM run WHERE number = 2"), 0);
+  // So the second run has not heard of the node.
+  EXPECT_EQ(store.integer("SELECT count(*) FROM host WHERE run = 2"), 0);
+  EXPECT_EQ(store.faults(), lines{});
+
   EXPECT_EQ(store.store(a_result("node01", 2)).run, second_run);
+  EXPECT_EQ(store.integer("SELECT nodes FROM run WHERE number = 2"), 1);
+  EXPECT_EQ(store.faults(), lines{});
 }
 
 TEST_F(stored_results, are_both_kept_when_only_their_key_is_the_same) {
