@@ -28,10 +28,12 @@ LAYERS = {
         BASE | {"utils", "preproc", "node", "util", "datastore"},
     "src/common/datastore": BASE,
     "src/collect/src/accumulate":
-        BASE | {"util", "preproc", "datastore", "provider"},
+        BASE | {"util", "node", "preproc", "datastore", "provider"},
+    "src/collect/src/db":
+        BASE | {"util", "node", "datastore", "provider", "accumulate"},
     "src/collect/src":
         BASE | {"xml", "node", "util", "preproc", "utils", "provider",
-                "datastore", "accumulate"},
+                "datastore", "accumulate", "db"},
 }
 # Test support lies in the folder that it serves, and only tests may use it,
 # those of other folders included.
@@ -41,11 +43,14 @@ TEST_SUPPORT = re.compile(
 # Headers of other people's libraries, and the only files that may know them.
 WALLS = [
     (r"czmq\.h|zmq\.h",
-     r"src/collect/src/(delivery|zelk_show_results|provider/message)\.cpp"),
+     r"src/collect/src/(delivery|zelk_show_results|provider/message|"
+     r"accumulate/replay)\.cpp"),
     (r"libxml/.*", r"src/common/(xml/.*|preproc/.*\.cpp)|"
                    r"src/collect/src/provider_options\.cpp"),
     (r"syslog\.h|sys/syslog\.h", r"src/common/log/error_log\.cpp"),
-    (r"sqlite3\.h", r"src/common/datastore/sqlite\.cpp"),
+    (r"sqlite3\.h", r"src/common/datastore/sqlite\.cpp|"
+                    r"src/collect/src/db/(guarded_query|compact)\.cpp"),
+    (r"zstd\.h", r"src/collect/src/db/zstd_stream\.cpp"),
     (r"openssl/.*", r"src/collect/src/accumulate/sha256\.cpp"),
     (r"libgen\.h", r"(?!)"),  # its basename is a macro
 ]
@@ -266,7 +271,7 @@ def man_pages(tree):
     """Every program has a page, and the page has the program's options."""
     for build in tree.matching(r"src/.*/CMakeLists\.txt"):
         text = "\n".join(tree.lines(build))
-        for program in re.findall(r"zelk_program\(\s*(\w+)", text):
+        for program in re.findall(r"zelk_program\(\s*([\w-]+)", text):
             page = f"doc/man/{program}.1"
             if page not in tree.files:
                 yield build, 1, f"{program} has no {page}"
@@ -275,7 +280,9 @@ def man_pages(tree):
                             "EXAMPLES"):
                 if f".SH {section}" not in tree.lines(page):
                     yield page, 1, f"no section {section}"
-            yield from options_of_page(tree, os.path.dirname(build), page)
+            # Those with a dash are the head node's, with long options.
+            if "-" not in program:
+                yield from options_of_page(tree, os.path.dirname(build), page)
 
 
 def options_of_page(tree, folder, page):

@@ -78,7 +78,8 @@ class CheckTree(unittest.TestCase):
                     "tool.cpp:1:")
 
     def test_a_wall(self):
-        for header in "czmq.h", "libxml/tree.h", "syslog.h", "libgen.h":
+        for header in "czmq.h", "libxml/tree.h", "syslog.h", "libgen.h", \
+                "sqlite3.h", "zstd.h":
             with self.subTest(header):
                 self.expect({"src/common/str/str.h":
                              HEAD + f"#include <{header}>\n"},
@@ -137,6 +138,14 @@ class CheckTree(unittest.TestCase):
 
     def test_a_program_without_a_page(self):
         self.expect({"doc/man/zelk_tool.1": None}, "zelk_tool has no")
+
+    def test_a_program_of_the_head_node(self):
+        build = SOUND["src/collect/src/CMakeLists.txt"]
+        both = {"src/collect/src/CMakeLists.txt":
+                build + build.replace("zelk_tool", "zelk-tool")}
+        self.expect(both, "zelk-tool has no doc/man/zelk-tool.1")
+        page = SOUND["doc/man/zelk_tool.1"].replace("\\-A", "\\-\\-all")
+        self.expect({**both, "doc/man/zelk-tool.1": page})
 
     def test_a_page_that_differs_from_the_program(self):
         page = SOUND["doc/man/zelk_tool.1"]

@@ -236,7 +236,7 @@ void reopen_run(database& base, std::int64_t number) {
   change(base, number, update);
 }
 
-std::vector<std::int64_t> close_abandoned_runs(database& base) {
+std::vector<std::int64_t> abandoned_runs(database& base) {
   statement query(base,
                   "SELECT number, owner_host, owner_pid, owner_start FROM run "
                   "WHERE state = 'running' ORDER BY number");
@@ -245,7 +245,11 @@ std::vector<std::int64_t> close_abandoned_runs(database& base) {
     if (has_ended(
             {std::string(query.bytes(1)), query.integer(2), query.integer(3)}))
       abandoned.push_back(query.integer(0));
-  query.reset();
+  return abandoned;
+}
+
+std::vector<std::int64_t> close_abandoned_runs(database& base) {
+  std::vector<std::int64_t> abandoned = abandoned_runs(base);
   for (const std::int64_t number : abandoned)
     close_run(base, number, run_state::interrupted,
               "the run was interrupted before a result arrived");

@@ -81,8 +81,11 @@ run_state close_run(datastore::database& base, std::int64_t number,
 // that more results may be added to it.
 void reopen_run(datastore::database& base, std::int64_t number);
 
-// Closes as interrupted every run that is running and whose process, on this
-// host, is no more. Returns their numbers.
+// The runs that are running and whose process, on this host, is no more: nobody
+// will close them but close_abandoned_runs().
+std::vector<std::int64_t> abandoned_runs(datastore::database& base);
+
+// Closes as interrupted all of abandoned_runs(). Returns their numbers.
 std::vector<std::int64_t> close_abandoned_runs(datastore::database& base);
 
 // Changes what people wrote about a run.

@@ -252,6 +252,8 @@ TEST(close_abandoned_runs, closes_those_whose_process_has_died) {
   datastore::database& base = store.table.database();
   EXPECT_EQ(close_abandoned_runs(base), std::vector<std::int64_t>{});
   starter.end(SIGKILL);
+  EXPECT_EQ(abandoned_runs(base), std::vector<std::int64_t>{1});
+  EXPECT_EQ(find_run(base, 1)->state, run_state::running);
   EXPECT_EQ(close_abandoned_runs(base), std::vector<std::int64_t>{1});
   EXPECT_EQ(find_run(base, 1)->state, run_state::interrupted);
   EXPECT_EQ(find_run(base, 2)->state, run_state::running);

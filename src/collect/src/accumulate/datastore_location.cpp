@@ -1,0 +1,72 @@
+#include "src/collect/src/accumulate/datastore_location.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "src/common/log/error_log.h"
+#include "src/common/str/str.h"
+#include "src/common/util/errno_text.h"
+
+namespace zelk::accumulate {
+
+namespace {
+
+constexpr char source[] = "src/collect/src/accumulate/datastore_location";
+
+std::string variable(const char* name) {
+  const char* value = std::getenv(name);
+  return value == nullptr ? "" : value;
+}
+
+std::string default_path() {
+  if (std::string state = variable("STATE_DIRECTORY"); !state.empty())
+    return state.substr(0, state.find(':')) + "/zelk.db";
+  if (::geteuid() == 0) return "/var/opt/zelkara/zelk.db";
+  if (std::string state = variable("XDG_STATE_HOME"); !state.empty())
+    return state + "/zelkara/zelk.db";
+  return variable("HOME") + "/.local/state/zelkara/zelk.db";
+}
+
+datastore_location located(const std::string& text) {
+  constexpr std::string_view sqlite = "sqlite:";
+  const std::size_t scheme = text.find("://");
+  if (text.starts_with("postgresql:"))
+    return {"", "'" + text + "': this build stores into SQLite files only"};
+  std::string path =
+      text.starts_with(sqlite) ? text.substr(sqlite.size()) : text;
+  if (path.starts_with("///")) path.erase(0, 2);
+  if (path.empty() || (scheme != text.npos && !text.starts_with(sqlite)))
+    return {"", "'" + text + "': expected sqlite:PATH"};
+  return {path, ""};
+}
+
+}  // namespace
+
+datastore_location find_datastore(const std::string& text) {
+  if (!text.empty()) return located(text);
+  if (const std::string given = variable("ZELK_DB"); !given.empty())
+    return located(given);
+  return {default_path(), ""};
+}
+
+bool make_folders_of(const std::string& path) {
+  for (std::size_t slash = path.find('/', 1); slash != path.npos;
+       slash = path.find('/', slash + 1)) {
+    const std::string folder = path.substr(0, slash);
+    if (::mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST) continue;
+    const int code = errno;
+    // A folder above may be one that we cannot write to and need not.
+    struct stat what = {};
+    if (::stat(folder.c_str(), &what) == 0) continue;
+    log::ErrorLog(source, __func__, __LINE__, log::level_error).stream()
+        << "Unable to create directory '" << folder << "' "
+        << util::errno_text(code);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace zelk::accumulate

@@ -1,0 +1,81 @@
+#include "src/collect/src/accumulate/datastore_location.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
+#include "src/common/datastore/test_scratch.h"
+#include "src/common/log/captured_log.h"
+
+namespace zelk::accumulate {
+namespace {
+
+struct find_datastore_test : public ::testing::Test {
+  find_datastore_test() {
+    for (const char* name : {"ZELK_DB", "STATE_DIRECTORY"})
+      ::unsetenv(name);
+  }
+  ~find_datastore_test() override {
+    for (const char* name : {"ZELK_DB", "STATE_DIRECTORY"})
+      ::unsetenv(name);
+  }
+};
+
+TEST_F(find_datastore_test, reads_what_db_got) {
+  const struct {
+    const char* text;
+    const char* path;
+  } cases[] = {
+      {"sqlite:/var/x.db", "/var/x.db"},
+      {"sqlite:x.db", "x.db"},
+      {"sqlite:///var/x.db", "/var/x.db"},
+      {"/var/x.db", "/var/x.db"},
+      {"x.db", "x.db"},
+      {"sqlite:", ""},
+      {"postgresql://host/base", ""},
+      {"mysql://host/base", ""},
+  };
+  for (const auto& one : cases) {
+    const datastore_location found = find_datastore(one.text);
+    EXPECT_EQ(found.path, one.path) << one.text;
+    EXPECT_EQ(found.problem.empty(), *one.path != '\0') << one.text;
+  }
+}
+
+TEST_F(find_datastore_test, asks_the_environment_in_order) {
+  ::setenv("STATE_DIRECTORY", "/var/lib/zelkara:/other", 1);
+  EXPECT_EQ(find_datastore("").path, "/var/lib/zelkara/zelk.db");
+  ::setenv("ZELK_DB", "sqlite:/tmp/z.db", 1);
+  EXPECT_EQ(find_datastore("").path, "/tmp/z.db");
+  EXPECT_EQ(find_datastore("mine.db").path, "mine.db");
+}
+
+TEST_F(find_datastore_test, has_a_place_of_its_own) {
+  const std::string path = find_datastore("").path;
+  EXPECT_TRUE(path.ends_with("zelkara/zelk.db")) << path;
+}
+
+TEST(make_folders_of, makes_what_is_missing_for_the_owner_alone) {
+  const datastore::scratch place;
+  const std::string path = place.file("a/b/zelk.db");
+  EXPECT_TRUE(make_folders_of(path));
+  EXPECT_TRUE(make_folders_of(path));
+  EXPECT_TRUE(make_folders_of("zelk.db"));
+  const auto mode = std::filesystem::status(place.file("a/b")).permissions();
+  EXPECT_EQ(mode, std::filesystem::perms::owner_all);
+  EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST(make_folders_of, says_what_cannot_be_made) {
+  log::captured_log log;
+  const datastore::scratch place;
+  place.write("file", "");
+  EXPECT_FALSE(make_folders_of(place.file("file/b/zelk.db")));
+  EXPECT_EQ(log.lines().size(), 1U);
+}
+
+}  // namespace
+}  // namespace zelk::accumulate

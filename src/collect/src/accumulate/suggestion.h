@@ -1,0 +1,21 @@
+// "Did you mean": the nearest of the words that would have been understood.
+
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zelk::accumulate {
+
+// Returns the one of `known` that needs the fewest single changes to become
+// `word` (a byte added, removed or replaced, two neighbours swapped), or ""
+// when the nearest is another word altogether.
+//
+//   ("lisen", {"listen", "scan"})   "listen"
+//   ("--bnid", {"--bind"})          "--bind"
+//   ("frobnicate", {"scan"})        ""
+std::string nearest_word(std::string_view word,
+                         const std::vector<std::string>& known);
+
+}  // namespace zelk::accumulate
