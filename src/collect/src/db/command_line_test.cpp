@@ -1,0 +1,132 @@
+#include "src/collect/src/db/command_line.h"
+
+#include <gtest/gtest.h>
+
+#include "src/collect/src/db/test_output.h"
+
+namespace zelk::db {
+namespace {
+
+struct outcome {
+  std::optional<int> status;
+  command_line line;
+  std::string out;
+  std::string error;
+};
+
+outcome read(std::vector<const char*> words) {
+  words.insert(words.begin(), "zelk-db");
+  const captured_output output;
+  outcome result;
+  result.status = read_command_line(static_cast<int>(words.size()),
+                                    words.data(), result.line);
+  result.out = output.out();
+  result.error = output.error();
+  return result;
+}
+
+TEST(read_command_line, takes_options_anywhere) {
+  const outcome found =
+      read({"--db", "x", "prune", "--keep=30d", "400..412", "--yes",
+            "--keep-label", "a", "--keep-label", "b", "--db=y", "-q"});
+  ASSERT_FALSE(found.status.has_value()) << found.error;
+  EXPECT_EQ(found.line.what, command::prune);
+  EXPECT_EQ(found.line.datastore, "y");  // the last one counts
+  EXPECT_EQ(found.line.prune.keep, "30d");
+  EXPECT_EQ(found.line.prune.runs, std::vector<std::string>{"400..412"});
+  EXPECT_EQ(found.line.prune.keep_labels, (std::vector<std::string>{"a", "b"}));
+  EXPECT_TRUE(found.line.prune.yes);
+  EXPECT_TRUE(found.line.prune.quiet);
+}
+
+TEST(read_command_line, takes_a_commands_name_for_an_operand_behind_it) {
+  const outcome found = read({"show", "latest", "info", "check"});
+  ASSERT_FALSE(found.status.has_value()) << found.error;
+  EXPECT_EQ(found.line.show.node, "info");
+  EXPECT_EQ(found.line.show.provider, "check");
+  EXPECT_EQ(read({"query", "vacuum"}).line.query.sql, "vacuum");
+}
+
+TEST(read_command_line, takes_anything_behind_two_dashes) {
+  const outcome found = read({"show", "--", "latest", "--help"});
+  ASSERT_FALSE(found.status.has_value()) << found.error;
+  EXPECT_EQ(found.line.show.node, "--help");
+}
+
+TEST(read_command_line, takes_a_dash_for_standard_input) {
+  EXPECT_EQ(read({"query", "-"}).line.query.sql, "-");
+  EXPECT_EQ(read({"runs", "-w", "-"}).line.runs.nodes,
+            std::vector<std::string>{"-"});
+}
+
+TEST(read_command_line, helps_wherever_it_is_asked) {
+  for (const auto& words : std::vector<std::vector<const char*>>{
+           {"-h"}, {"--help"}, {"runs", "--help"}, {"nonsense", "-h"}}) {
+    const outcome found = read(words);
+    EXPECT_EQ(found.status, 0);
+    EXPECT_NE(found.out.find("Usage: zelk-db"), std::string::npos);
+    EXPECT_EQ(found.error, "");
+  }
+  EXPECT_EQ(read({"--version"}).status, 0);
+  EXPECT_EQ(read({"--version"}).out.find("zelk-db "), 0U);
+}
+
+TEST(read_command_line, helps_in_words_of_its_own) {
+  for (const char* name : {"info", "runs", "show", "query", "export", "import",
+                           "prune", "check", "vacuum", "migrate", "init"}) {
+    SCOPED_TRACE(name);
+    const std::string text = read({name, "--help"}).out;
+    EXPECT_NE(text.find(std::string("Usage: zelk-db ") + name), text.npos)
+        << text;
+    // What the option library would add about ranges and units.
+    for (const char* raw : {"in [", "UINT", "NONNEGATIVE", "INT in"})
+      EXPECT_EQ(text.find(raw), text.npos) << text;
+  }
+}
+
+struct mistake_case {
+  std::vector<const char*> words;
+  const char* said;
+};
+
+const mistake_case mistakes[] = {
+    {{}, "a command is missing"},
+    {{"rnus"}, "'rnus' is not understood; did you mean 'runs'?"},
+    {{"runs", "--jsn"}, "did you mean '--json'?"},
+    {{"runs", "extra"}, "'extra' is not understood"},
+    {{"runs", "--keep", "3"}, "'--keep' is not understood"},
+    {{"--json", "runs"}, "'--json' stands behind the command"},
+    {{"show"}, "show needs a RUN"},
+    {{"show", "1", "n", "p", "more"}, "'more' is not understood"},
+    {{"query"}, "query needs SQL"},
+    {{"query", "select 1", "--file", "f"}, "not both"},
+    {{"query", "select 1", "--format", "jsn"}, "did you mean 'json'?"},
+    {{"query", "select 1", "--max-rows", "-1"}, "--max-rows"},
+    {{"query", "select 1", "--timeout", "x"}, "--timeout"},
+    {{"info", "-l", "loud"}, "--log-level: 'loud' is none of"},
+    {{"info", "--color", "red"}, "--color: 'red' is none of"},
+    {{"info", "--db"}, "--db"},
+    {{"import", "f", "--max-record", "0"}, "--max-record"},
+    {{"check", "--repiar"}, "did you mean '--repair'?"},
+    {{"\x1b[2J"}, "'\\x1b[2J' is not understood"},
+};
+
+TEST(read_command_line, tells_a_mistake_and_what_may_be_meant) {
+  for (const mistake_case& each : mistakes) {
+    SCOPED_TRACE(each.said);
+    const outcome found = read(each.words);
+    EXPECT_EQ(found.status, 3);
+    EXPECT_NE(found.error.find(each.said), std::string::npos) << found.error;
+    EXPECT_EQ(found.out, "");
+  }
+}
+
+TEST(read_command_line, sets_how_much_is_told) {
+  EXPECT_EQ(read({"info"}).line.log_level, 4);
+  EXPECT_EQ(read({"info", "-v", "-v"}).line.log_level, 6);
+  EXPECT_EQ(read({"info", "-q", "-v"}).line.log_level, 3);
+  EXPECT_EQ(read({"info", "-l", "debug", "-v"}).line.log_level, 7);
+}
+
+}  // namespace
+}  // namespace zelk::db

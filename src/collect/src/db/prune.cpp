@@ -1,0 +1,173 @@
+#include "src/collect/src/db/prune.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <iostream>
+#include <set>
+
+#include "src/collect/src/accumulate/exit_codes.h"
+#include "src/collect/src/accumulate/runs.h"
+#include "src/collect/src/db/failure.h"
+#include "src/collect/src/db/run_selection.h"
+#include "src/collect/src/db/size_text.h"
+#include "src/collect/src/db/time_text.h"
+#include "src/collect/src/db/visible_text.h"
+
+namespace zelk::db {
+
+namespace {
+
+using accumulate::run;
+using datastore::database;
+
+// What --keep says.
+struct keeping {
+  std::int64_t newest = 0;              // so many runs
+  std::int64_t since_usec = INT64_MAX;  // and those that started since
+};
+
+keeping read_keep(const std::string& text) {
+  keeping result;
+  if (text.empty()) return result;
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, result.newest);
+  if (error == std::errc() && stop == end && result.newest >= 0) return result;
+  const std::optional<std::int64_t> age = duration_usec(text);
+  if (!age)
+    throw refusal("--keep: '" + visible_text(text) +
+                  "' is neither a number of runs nor one of 12h, 30d, 8w");
+  result.newest = 0;
+  result.since_usec = now_usec() - *age;
+  return result;
+}
+
+bool keeps_label(const prune_options& options, const std::string& label) {
+  if (label.empty()) return false;
+  return options.keep_labels.empty() ||
+         std::find(options.keep_labels.begin(), options.keep_labels.end(),
+                   label) != options.keep_labels.end();
+}
+
+// "", or why the run stays.
+std::string protection(const run& each, const keeping& keep,
+                       const std::set<std::int64_t>& newest,
+                       const prune_options& options) {
+  if (each.state == accumulate::run_state::running) return "it is running";
+  if (newest.count(each.number) > 0) return "it is one of the newest";
+  if (each.started_usec >= keep.since_usec) return "it is new enough";
+  if (keeps_label(options, each.label)) return "it has a label";
+  return "";
+}
+
+std::set<std::int64_t> newest_runs(database& base, std::int64_t count) {
+  std::set<std::int64_t> numbers;
+  if (count == 0) return numbers;  // for list_runs() that is no limit
+  accumulate::run_filter filter;
+  filter.limit = count;
+  for (const run& each : accumulate::list_runs(base, filter))
+    numbers.insert(each.number);
+  return numbers;
+}
+
+// The runs that go, the oldest first.
+std::vector<run> select(database& base, const prune_options& options) {
+  const keeping keep = read_keep(options.keep);
+  std::vector<run> all = accumulate::list_runs(base);
+  std::reverse(all.begin(), all.end());
+  if (!options.runs.empty()) all = select_runs(base, options.runs);
+  const std::set<std::int64_t> newest = newest_runs(base, keep.newest);
+  std::vector<run> going;
+  for (const run& each : all) {
+    const std::string why = protection(each, keep, newest, options);
+    if (why.empty()) {
+      going.push_back(each);
+      continue;
+    }
+    if (!options.runs.empty() && !options.quiet)
+      std::cerr << "zelk-db: " << name_of_run(each) << " stays: " << why
+                << "\n";
+  }
+  return going;
+}
+
+void announce(const std::vector<run>& runs, const char* words) {
+  for (const run& each : runs)
+    std::cout << words << name_of_run(each) << ", "
+              << counted(each.results, "result") << '\n';
+  std::cout.flush();
+}
+
+// Requires: both are terminals.
+bool is_agreed(const std::vector<run>& runs) {
+  announce(runs, "");
+  std::cerr << "Remove "
+            << counted(static_cast<std::int64_t>(runs.size()), "run")
+            << " for good? [y/N] " << std::flush;
+  std::string answer;
+  std::getline(std::cin, answer);
+  return answer == "y" || answer == "Y" || answer == "yes";
+}
+
+void check_agreement(const std::vector<run>& runs,
+                     const prune_options& options) {
+  if (options.yes) return;
+  const bool terminal =
+      ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1;
+  if (!terminal)
+    throw refusal("To remove " +
+                  counted(static_cast<std::int64_t>(runs.size()), "run") +
+                  " needs --yes here; --dry-run lists what would go");
+  if (!is_agreed(runs)) throw refusal("Nothing was removed");
+}
+
+// The run as it is now: somebody may have changed it since it was selected.
+bool may_still_go(database& base, const run& each,
+                  const prune_options& options) {
+  const std::optional<run> now = accumulate::find_run(base, each.number);
+  return now && now->state != accumulate::run_state::running &&
+         !keeps_label(options, now->label);
+}
+
+int remove(const place& where, const std::vector<run>& runs,
+           const prune_options& options) {
+  database base = open_to_write(where);
+  std::int64_t results = 0;
+  std::int64_t removed = 0;
+  for (const run& each : runs) {
+    if (!may_still_go(base, each, options)) continue;
+    results += accumulate::remove_run(base, each.number);
+    ++removed;
+    if (!options.quiet)
+      std::cout << "removed " << name_of_run(each) << std::endl;
+  }
+  base.checkpoint();
+  if (!options.quiet)
+    std::cout << fmt::format(
+        "{} with {} removed, {} left; 'zelk-db vacuum' gives their space back "
+        "to "
+        "the disk\n",
+        counted(removed, "run"), counted(results, "result"),
+        base.integer("SELECT count(*) FROM v_run"));
+  return accumulate::exit_fine;
+}
+
+}  // namespace
+
+int prune_runs(const place& where, const prune_options& options) {
+  if (options.keep.empty() && options.runs.empty())
+    throw refusal("prune needs --keep DUR|N or runs: what may go?");
+  const std::vector<run> runs = [&] {
+    database base = open_to_read(where);
+    return select(base, options);
+  }();
+  if (options.dry_run) announce(runs, "would remove ");
+  if (runs.empty() && !options.quiet) std::cout << "nothing to remove\n";
+  if (options.dry_run || runs.empty()) return accumulate::exit_fine;
+  check_agreement(runs, options);
+  return remove(where, runs, options);
+}
+
+}  // namespace zelk::db

@@ -1,0 +1,159 @@
+#include "src/collect/src/db/run_list.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iostream>
+#include <set>
+#include <span>
+
+#include "src/collect/src/accumulate/exit_codes.h"
+#include "src/collect/src/accumulate/runs.h"
+#include "src/collect/src/db/failure.h"
+#include "src/collect/src/db/run_json.h"
+#include "src/collect/src/db/text_table.h"
+#include "src/collect/src/db/time_text.h"
+#include "src/collect/src/db/visible_text.h"
+#include "src/common/node/ranges.h"
+
+namespace zelk::db {
+
+namespace {
+
+using accumulate::run;
+using accumulate::run_filter;
+
+// Names in one query; SQLite takes 32,766 parameters.
+constexpr std::size_t names_per_query = 10'000;
+
+std::string standard_input() {
+  std::string list;
+  for (std::string word; std::cin >> word;)
+    list += (list.empty() ? "" : ",") + word;
+  return list;
+}
+
+void expand(const std::vector<std::string>& sets, node::range_budget& budget,
+            std::set<std::string>& names) {
+  for (const std::string& set : sets) {
+    node::expansion found =
+        node::expand_list(set == "-" ? standard_input() : set, budget);
+    if (!found.problem.empty())
+      throw refusal("Node set '" + visible_text(set) + "': " + found.problem);
+    names.insert(found.names.begin(), found.names.end());
+  }
+}
+
+std::vector<std::string> wanted_nodes(const run_list_options& options) {
+  node::range_budget budget;
+  std::set<std::string> names;
+  std::set<std::string> excluded;
+  expand(options.nodes, budget, names);
+  expand(options.excluded, budget, excluded);
+  for (const std::string& name : excluded)
+    names.erase(name);
+  return {names.begin(), names.end()};
+}
+
+std::int64_t start_of(const std::string& since) {
+  if (since.empty()) return 0;
+  const std::int64_t present = now_usec();
+  if (const std::optional<std::int64_t> age = duration_usec(since))
+    return present - *age;
+  if (const std::optional<time_span> when = read_time(since, present))
+    return when->from_usec;
+  throw refusal("--since: '" + visible_text(since) +
+                "' is none of 90s, 15m, 12h, 7d, 2w, 2025-11-20");
+}
+
+std::vector<run> runs_of_nodes(datastore::database& base, run_filter filter,
+                               const std::vector<std::string>& names) {
+  std::vector<run> found;
+  std::set<std::int64_t> known;
+  for (std::size_t i = 0; i < names.size(); i += names_per_query) {
+    const auto part = std::span(names).subspan(
+        i, std::min(names_per_query, names.size() - i));
+    filter.nodes.assign(part.begin(), part.end());
+    for (run& each : accumulate::list_runs(base, filter))
+      if (known.insert(each.number).second) found.push_back(std::move(each));
+  }
+  std::sort(found.begin(), found.end(), [](const run& a, const run& b) {
+    return std::pair(a.started_usec, a.number) >
+           std::pair(b.started_usec, b.number);
+  });
+  return found;
+}
+
+std::vector<run> find_runs(datastore::database& base,
+                           const run_list_options& options) {
+  run_filter filter;
+  filter.label = options.label;
+  filter.started_from_usec = start_of(options.since);
+  if (options.nodes.empty()) return accumulate::list_runs(base, filter);
+  return runs_of_nodes(base, filter, wanted_nodes(options));
+}
+
+std::string share(std::int64_t came, std::int64_t expected) {
+  if (expected == 0) return fmt::format("{}", came);
+  return fmt::format("{}/{}", came, expected);
+}
+
+std::string or_dash(const std::string& text) {
+  return text.empty() ? "-" : text;
+}
+
+// What the datastore says of it, unless the process that should is gone.
+std::string state_text(const run& each,
+                       const std::set<std::int64_t>& abandoned) {
+  if (abandoned.contains(each.number))
+    return "interrupted (its process has ended)";
+  return std::string(run_state_name(each.state));
+}
+
+void print_table(const std::vector<run>& runs,
+                 const std::set<std::int64_t>& abandoned) {
+  text_table table({{"RUN", true},
+                    {"STARTED"},
+                    {"TOOK", true},
+                    {"LABEL"},
+                    {"NODES", true},
+                    {"RESULTS", true},
+                    {"STATE"},
+                    {"NOTE"}});
+  for (const run& each : runs)
+    table.add({fmt::format("{}", each.number), local_time(each.started_usec),
+               each.ended_usec == 0
+                   ? "-"
+                   : short_duration(each.ended_usec - each.started_usec),
+               or_dash(visible_text(each.label)),
+               share(each.nodes, each.nodes_expected),
+               share(each.results, each.results_expected),
+               state_text(each, abandoned), visible_text(each.note)});
+  table.write(std::cout);
+}
+
+void print_json(const std::vector<run>& runs,
+                const std::set<std::int64_t>& abandoned) {
+  json list = json::array();
+  for (const run& each : runs) {
+    json one = json_of_run(each);
+    one["abandoned"] = abandoned.contains(each.number);
+    list.push_back(std::move(one));
+  }
+  std::cout << one_line(list) << '\n';
+}
+
+}  // namespace
+
+int list_runs(const place& where, const run_list_options& options) {
+  if (options.nodes.empty() && !options.excluded.empty())
+    throw refusal("--exclude needs --nodes: of which nodes?");
+  datastore::database base = open_to_read(where);
+  const std::vector<run> runs = find_runs(base, options);
+  const std::vector<std::int64_t> numbers = accumulate::abandoned_runs(base);
+  const std::set<std::int64_t> abandoned(numbers.begin(), numbers.end());
+  options.json ? print_json(runs, abandoned) : print_table(runs, abandoned);
+  return accumulate::exit_fine;
+}
+
+}  // namespace zelk::db

@@ -1,0 +1,208 @@
+#include "src/collect/src/db/upkeep.h"
+
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include <gtest/gtest.h>
+
+#include "src/collect/src/accumulate/schema.h"
+#include "src/collect/src/db/failure.h"
+#include "src/collect/src/db/info.h"
+#include "src/collect/src/db/test_output.h"
+#include "src/common/datastore/test_child.h"
+
+namespace zelk::db {
+namespace {
+
+class upkeep : public testing::Test {
+ protected:
+  upkeep() : path_(folder_.file("zelk.db")), here_(place_of(path_)) {
+    add_run(path_, 1);
+  }
+
+  void damage(const std::string& sql) {
+    datastore::database base = accumulate::open_datastore(path_);
+    base.execute("PRAGMA foreign_keys = OFF");
+    base.execute(sql);
+  }
+
+  int check(bool repair = false) {
+    const captured_output output;
+    const int status = check_datastore(here_, repair, false);
+    said_ = output.out();
+    return status;
+  }
+
+  datastore::scratch folder_;
+  std::string path_;
+  place here_;
+  std::string said_;
+};
+
+TEST_F(upkeep, finds_nothing_in_what_the_accumulator_made) {
+  EXPECT_EQ(check(), 0) << said_;
+  EXPECT_EQ(said_, "no fault found\n");
+}
+
+TEST_F(upkeep, makes_wrong_counts_good) {
+  damage("UPDATE run SET results = 99, nodes = 0");
+  EXPECT_EQ(check(), 1) << said_;
+  EXPECT_NE(said_.find("check --repair"), said_.npos);
+  EXPECT_EQ(check(true), 0) << said_;
+  EXPECT_EQ(number_in(path_, "SELECT results FROM v_run"), 6);
+  EXPECT_EQ(check(), 0);
+}
+
+TEST_F(upkeep, makes_a_lost_look_up_table_good) {
+  damage("UPDATE counter SET content_indexed = (SELECT max(id) FROM content)");
+  EXPECT_EQ(check(), 1) << said_;
+  EXPECT_EQ(check(true), 0) << said_;
+}
+
+TEST_F(upkeep, tells_when_an_output_is_another_one) {
+  damage("UPDATE content SET body = 'forged', size = 6 WHERE id = 1");
+  EXPECT_EQ(check(), 2);
+  EXPECT_NE(said_.find("Output 1 is not what its hash says"), said_.npos);
+  EXPECT_EQ(check(true), 2) << "what is lost cannot be made good";
+}
+
+TEST_F(upkeep, tells_when_a_header_is_another_one) {
+  damage("UPDATE result SET exit_status = 1 WHERE id = 2");
+  EXPECT_EQ(check(), 2);
+  EXPECT_NE(said_.find("Result 2 is not the record"), said_.npos);
+}
+
+TEST_F(upkeep, tells_when_something_refers_to_nothing) {
+  damage("DELETE FROM host WHERE id = 1");
+  EXPECT_EQ(check(), 2);
+  EXPECT_NE(said_.find("refers to nothing"), said_.npos);
+}
+
+TEST_F(upkeep, survives_any_page_of_rubbish) {
+  open_to_write(here_).checkpoint();
+  const std::string good = datastore::content_of(path_);
+  constexpr std::size_t page = 16384;
+  for (std::size_t at = page; at < good.size(); at += page) {
+    std::string bad = good;
+    for (std::size_t i = 0; i < page; ++i)
+      bad[at + i] = static_cast<char>(i * 31 + at / page);
+    const std::string path = folder_.write("bad.db", bad);
+    std::filesystem::remove(path + "-wal");
+    std::filesystem::remove(path + "-shm");
+    const captured_output output;
+    try {
+      EXPECT_NE(check_datastore(place_of(path), false, false), 0)
+          << at / page << output.out();
+    } catch (const refusal&) {
+    }
+  }
+}
+
+TEST_F(upkeep, is_refused_for_what_is_no_datastore) {
+  const std::string other = folder_.file("other.db");
+  datastore::database(other, datastore::open_mode::create)
+      .execute("CREATE TABLE t (x)");
+  const std::string newer =
+      folder_.write("newer.db", datastore::content_of(path_));
+  open_to_write(place_of(newer)).execute("PRAGMA user_version = 99");
+  const std::string paths[] = {
+      folder_.file("nowhere"),
+      folder_.path(),
+      folder_.write("text", std::string(5000, 'x')),
+      folder_.write("empty", ""),
+      folder_.write("short", datastore::content_of(path_).substr(0, 700)),
+      other,
+      newer,
+      "/dev/zero"};
+  for (const std::string& path : paths) {
+    SCOPED_TRACE(path);
+    const captured_output output;
+    const bool plain = std::filesystem::is_regular_file(path);
+    const std::string before = plain ? datastore::content_of(path) : "";
+    EXPECT_THROW(check_datastore(place_of(path), true, false), refusal);
+    EXPECT_THROW(vacuum_datastore(place_of(path), false), refusal);
+    EXPECT_THROW(show_info(place_of(path), {}), refusal);
+    if (path != folder_.file("nowhere")) {
+      EXPECT_THROW(migrate_datastore(place_of(path), false, false), refusal);
+    }
+    if (plain) {
+      EXPECT_TRUE(datastore::content_of(path) == before);
+    }
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder_.file("nowhere")));
+}
+
+TEST_F(upkeep, names_the_version_that_is_too_new) {
+  open_to_write(here_).execute("PRAGMA user_version = 99");
+  EXPECT_NE(complaint_of([&] {
+              show_info(here_, {});
+            }).find("it has version 99, this program knows versions up to"),
+            std::string::npos);
+}
+
+TEST_F(upkeep, gives_space_back) {
+  damage(
+      "WITH RECURSIVE c(x) AS (VALUES(1) UNION ALL SELECT x+1 FROM c WHERE "
+      "x<200) INSERT INTO name (text) SELECT hex(zeroblob(10000)) || x FROM c");
+  damage("DELETE FROM name WHERE length(text) > 10000");
+  open_to_write(here_).checkpoint();
+  const auto before = std::filesystem::file_size(path_);
+  const captured_output output;
+  EXPECT_EQ(vacuum_datastore(here_, false), 0);
+  EXPECT_LT(std::filesystem::file_size(path_), before / 4);
+  EXPECT_EQ(check(), 0) << said_;
+}
+
+// An accumulator holds the lock: first a word about it, then an end.
+TEST_F(upkeep, waits_for_a_writer_and_then_gives_up) {
+  place impatient = here_;
+  impatient.wait = std::chrono::seconds(1);
+  const datastore::child writer([&](int to) {
+    datastore::database base = accumulate::open_datastore(path_);
+    datastore::transaction locked(base);
+    datastore::child::say(to, "locked");
+    ::pause();
+    return 0;
+  });
+  ASSERT_EQ(writer.heard(), "locked");
+  const captured_output output;
+  const std::string said =
+      complaint_of([&] { vacuum_datastore(impatient, false); });
+  EXPECT_NE(said.find("another process is writing"), said.npos) << said;
+  EXPECT_NE(complaint_of([&] {
+              check_datastore(impatient, true, false);
+            }).find("another process is writing"),
+            std::string::npos);
+  EXPECT_EQ(check_datastore(impatient, false, true), 0) << "reading goes on";
+  EXPECT_EQ(show_info(impatient, {}), 0);
+}
+
+TEST_F(upkeep, makes_a_datastore_once) {
+  const place there = place_of(folder_.file("new.db"));
+  const captured_output output;
+  EXPECT_EQ(init_datastore(there, true, false), 0);
+  EXPECT_EQ(init_datastore(there, true, false), 0);
+  EXPECT_EQ(output.out(),
+            "made: " + there.path + "\nthere is one: " + there.path + "\n");
+  struct stat found = {};
+  ::stat(there.path.c_str(), &found);
+  EXPECT_EQ(found.st_mode & 0777U, 0600U);
+  EXPECT_THROW(init_datastore(place_of("/nowhere/x.db"), true, false), refusal);
+  EXPECT_THROW(
+      init_datastore(place_of(folder_.write("text", "hello")), true, false),
+      refusal);
+}
+
+TEST_F(upkeep, has_nothing_to_migrate_yet) {
+  const captured_output output;
+  EXPECT_EQ(migrate_datastore(here_, true, false), 0);
+  EXPECT_EQ(migrate_datastore(here_, false, false), 0);
+  EXPECT_EQ(output.out(),
+            "version 1: nothing to do\nversion 1: nothing to do\n");
+  EXPECT_FALSE(std::filesystem::exists(path_ + ".v1"));
+}
+
+}  // namespace
+}  // namespace zelk::db
