@@ -59,7 +59,7 @@ void say(int level, const std::string& text) {
 }
 
 // Orders that the store has not carried out, beyond which the collector waits.
-constexpr std::size_t most_orders = 8;
+constexpr std::size_t most_orders = 16;
 
 // Records come and go by the hundred thousand, made by one thread and freed by
 // another. One pool for both, and large blocks given back at once, keep what

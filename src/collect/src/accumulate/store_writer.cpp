@@ -179,19 +179,24 @@ void store_writer::store_all() {
   expect_all();
 }
 
-std::optional<std::vector<missing_result>> store_writer::next_expected() {
+// Collects what is waiting. Returns how many calls of expect() that was.
+std::size_t store_writer::gather_expected(
+    std::vector<missing_result>& results) const {
   const std::lock_guard guard(lock_);
-  if (expected_.empty()) return {};
-  return expected_.front();
+  for (const std::vector<missing_result>& some : expected_)
+    results.insert(results.end(), some.begin(), some.end());
+  return expected_.size();
 }
 
 void store_writer::expect_all() {
-  while (const auto results = next_expected()) {
-    commit();
-    if (!given_up_) expect_now(*results);
-    const std::lock_guard guard(lock_);
-    expected_.pop_front();
-  }
+  std::vector<missing_result> results;
+  const std::size_t calls = gather_expected(results);
+  if (calls == 0) return;
+  commit();
+  if (!given_up_) expect_now(results);
+  const std::lock_guard guard(lock_);
+  expected_.erase(expected_.begin(),
+                  expected_.begin() + static_cast<std::ptrdiff_t>(calls));
 }
 
 void store_writer::expect_now(const std::vector<missing_result>& results) {

@@ -112,7 +112,7 @@ class store_writer {
   void look_for_completion();
   void give_up();
   bool save_to_file(const arrival& record);
-  std::optional<std::vector<missing_result>> next_expected();
+  std::size_t gather_expected(std::vector<missing_result>& results) const;
   void expect_all();
   void expect_now(const std::vector<missing_result>& results);
   bool write_expected(const std::vector<missing_result>& results);
