@@ -1,13 +1,14 @@
 #!/usr/bin/python3
-"""How many records are lost when the accumulator dies under a sender that goes
+"""How many records are lost when the accumulator ends under a sender that goes
 on: the figures of doc/delivery.md.
 
   delivery_loss.py [ROUNDS]     with ZELK_ROOT or ZELK_ACCUMULATE set
 
-Each round: a sender sends numbered records, the accumulator is killed with
-SIGKILL at a random moment and started again at the same address, and the sender
-ends by itself with everything sent. Prints for each kind of sender how many of
-its records are not in the datastore, per kill: least, median, most."""
+Each round: a sender sends numbered records, the accumulator is killed (SIGKILL)
+or told to stop (SIGTERM) at a random moment and started again at the same
+address, and the sender ends by itself with everything sent. Prints for each
+kind of sender how many of its records are not in the datastore, for each end:
+least, median, most."""
 
 import os
 import random
@@ -42,7 +43,7 @@ CASES = [("burst of 1 KiB records", 40000, 1024, 0, 0.8),
          ("one 1 KiB record each 20 ms", 100, 1024, 0.02, 2.0)]
 
 
-def one_round(case, turn):
+def one_round(case, how, turn):
     name, count, size, pause, within = case
     base = f"{scratch}/{turn}.db"
     server = Accumulator(db=base)
@@ -50,7 +51,10 @@ def one_round(case, turn):
     sender = subprocess.Popen([sys.executable, "-c", SENDER, endpoint, "s",
                                str(count), str(size), str(pause)])
     time.sleep(0.3 + random.random() * within)
-    server.kill()
+    if how == "SIGKILL":
+        server.kill()
+    else:
+        server.stop()
     server = Accumulator("--bind", endpoint, db=base)
     sender.wait()
     server.stop()
@@ -65,11 +69,13 @@ def one_round(case, turn):
 
 def main():
     rounds = int(sys.argv[1]) if len(sys.argv) > 1 else 20
-    print(f"{'sender':34} {'least':>7} {'median':>7} {'most':>7}  of")
+    print(f"{'sender':30} {'end':8} {'least':>6} {'median':>6} {'most':>6}  of")
     for case in CASES:
-        lost = [one_round(case, turn) for turn in range(rounds)]
-        print(f"{case[0]:34} {min(lost):7} {statistics.median(lost):7.0f} "
-              f"{max(lost):7}  {case[1]}", flush=True)
+        for how in "SIGKILL", "SIGTERM":
+            lost = [one_round(case, how, turn) for turn in range(rounds)]
+            print(f"{case[0]:30} {how:8} {min(lost):6} "
+                  f"{statistics.median(lost):6.0f} {max(lost):6}  {case[1]}",
+                  flush=True)
 
 
 main()
