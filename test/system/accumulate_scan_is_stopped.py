@@ -37,7 +37,7 @@ holder = sqlite3.connect(datastore, isolation_level=None)
 holder.execute("BEGIN IMMEDIATE")
 before = stored()
 waiting = Accumulator(spool, command="scan", ready=False)
-wait_for(lambda: waiting.lines("another process is writing|locked"),
+wait_for(lambda: waiting.lines("Waiting for another process"),
          lambda: "word of the wait: " + waiting.stderr())
 waiting.process.send_signal(signal.SIGTERM)
 time.sleep(0.3)
