@@ -22,6 +22,7 @@
 #include <string_view>
 #include <utility>
 
+#include "src/common/node/natural_order.h"
 #include "src/common/node/ranges.h"
 
 namespace zelk {
@@ -53,42 +54,6 @@ host split_label(std::string_view label) {
   std::from_chars(h.digits.data(), h.digits.data() + count, h.value);
   if (count > 1 && h.digits.front() == '0') h.width = count;
   return h;
-}
-
-std::string_view digit_run(std::string_view text, std::size_t start) {
-  const std::string_view rest = text.substr(start);
-  return rest.substr(
-      0,
-      static_cast<std::size_t>(
-          std::find_if_not(rest.begin(), rest.end(), is_digit) - rest.begin()));
-}
-
-std::string_view without_zeros(std::string_view digits) {
-  digits.remove_prefix(std::min(digits.find_first_not_of('0'), digits.size()));
-  return digits;
-}
-
-// Compares by value, 1 before 01.
-bool number_before(std::string_view a, std::string_view b) {
-  const std::string_view x = without_zeros(a);
-  const std::string_view y = without_zeros(b);
-  if (x.size() != y.size()) return x.size() < y.size();
-  if (x != y) return x < y;
-  return a.size() < b.size();
-}
-
-// Natural order: bytes one by one, runs of digits as numbers.
-bool natural_before(std::string_view a, std::string_view b) {
-  const auto differ =
-      std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first;
-  const auto at = static_cast<std::size_t>(differ - a.begin());
-  std::size_t start = at;
-  while (start > 0 && is_digit(a[start - 1]))
-    --start;
-  const std::string_view x = digit_run(a, start);
-  const std::string_view y = digit_run(b, start);
-  if (!x.empty() && !y.empty() && x != y) return number_before(x, y);
-  return a.substr(at) < b.substr(at);
 }
 
 // Counts unpadded numbers with the padded ones of their length.
@@ -168,7 +133,7 @@ std::string TokenizedHost::get_merged_hosts(
   for (const std::string& name : names)
     hosts.push_back(split_label(name));
   std::sort(hosts.begin(), hosts.end(), [](const host& a, const host& b) {
-    return natural_before(a.prefix, b.prefix);
+    return node::natural_before(a.prefix, b.prefix);
   });
   std::string text;
   for (auto first = hosts.begin(); first != hosts.end();) {
