@@ -241,7 +241,7 @@ TEST_F(parse_provider_config_xml, names_the_line_of_a_bad_child) {
   } const cases[] = {
       {"<comand>x</comand>",
        "expected in 'provider' one of the elements description, command, "
-       "auxiliary_path, encoding, timeout, requires; found 'comand'"},
+       "auxiliary_path, encoding, timeout, requires, facts; found 'comand'"},
       {"<command>y</command>", "expected 'command' only once in 'provider'"},
       {"<encoding>hex</encoding>",
        "expected in 'encoding': none, base64 or raw; found 'hex'"},

@@ -120,13 +120,17 @@ bool provider_options_valid(const xmlDoc* document, const std::string& path) {
   return read_provider_options(xml::root(*document), path, table);
 }
 
+void merge_options(Config& config, const option_table& over) {
+  for (const auto& [key, provider] : over)
+    merge(config.provider_configs[key], *provider);
+}
+
 void update_provider_options(Config& config, xmlXPathContext*& context) {
   option_table table;
   const xmlDoc& document = *context->doc;
   if (!read_provider_options(xml::root(document), path_of(document), table))
     return;
-  for (const auto& [key, provider] : table)
-    merge(config.provider_configs[key], *provider);
+  merge_options(config, table);
 }
 
 std::vector<ProcessedProviderAttributes> populate_option_vars_map(

@@ -21,4 +21,8 @@ using option_table =
 bool read_provider_options(const xmlNode* provider_options,
                            const std::string& path, option_table& table);
 
+// Merges `over` over the option sets of `config`, as the options of a provider
+// options file are merged over those of the configuration.
+void merge_options(Config& config, const option_table& over);
+
 }  // namespace zelk::preproc

@@ -330,18 +330,22 @@ TEST_F(read_config, takes_the_longest_output_directory) {
 
 TEST_F(read_config, refuses_an_unknown_child) {
   EXPECT_EQ(read("<zelk>\n<outputdirectory/>\n</zelk>"), 1);
-  EXPECT_EQ(said(), lines{"zelk.xml:2: expected in 'zelk' one of the elements "
-                          "output_directory, provider_options; found "
-                          "'outputdirectory'"});
+  EXPECT_EQ(
+      said(),
+      lines{"zelk.xml:2: expected in 'zelk' one of the elements "
+            "output_directory, provider_options, collect, datastore; found "
+            "'outputdirectory'"});
 }
 
 TEST_F(read_config, does_not_include_other_files) {
   EXPECT_EQ(read("<zelk xmlns:xi='http://www.w3.org/2001/XInclude'>\n"
                  "<xi:include href='/etc/passwd' parse='text'/></zelk>"),
             1);
-  EXPECT_EQ(said(), lines{"zelk.xml:2: expected in 'zelk' one of the elements "
-                          "output_directory, provider_options; found "
-                          "'{http://www.w3.org/2001/XInclude}include'"});
+  EXPECT_EQ(
+      said(),
+      lines{"zelk.xml:2: expected in 'zelk' one of the elements "
+            "output_directory, provider_options, collect, datastore; found "
+            "'{http://www.w3.org/2001/XInclude}include'"});
 }
 
 TEST_F(read_config, refuses_the_root_of_another_file) {

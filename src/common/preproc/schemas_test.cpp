@@ -137,9 +137,10 @@ TEST_F(schemas, agree_with_xmllint) {
 }
 
 TEST_F(schemas, take_the_shipped_descriptions) {
-  const std::filesystem::path folder = ZELK_SOURCE_DIR "/etc/providers";
-  for (const auto& entry : std::filesystem::directory_iterator(folder))
-    EXPECT_TRUE(we_take(entry.path(), description)) << entry.path();
+  for (const char* folder : {"etc/providers", "share/zelkara/examples"})
+    for (const auto& entry : std::filesystem::directory_iterator(
+             std::string(ZELK_SOURCE_DIR "/") + folder))
+      EXPECT_TRUE(we_take(entry.path(), description)) << entry.path();
   EXPECT_EQ(said(), lines{});
 }
 
