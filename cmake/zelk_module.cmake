@@ -10,6 +10,9 @@
 #   zelk_program(NAME SOURCES main.cpp ... DEPS ...)      installed into bin
 #   zelk_fuzzer(NAME DEPS ...)       test/fuzz/NAME.cpp with test/fuzz/seeds/NAME
 
+# What is installed.
+add_custom_target(programs)
+
 function(zelk_link target)
   foreach(dep IN LISTS ARGN)
     if(dep MATCHES "::")
@@ -33,6 +36,8 @@ function(zelk_library name)
   if(A_TESTS AND BUILD_TESTING)
     add_executable(${name}_test ${A_TESTS})
     zelk_link(${name}_test ${name} ${A_TEST_DEPS} GTest::gtest_main)
+    # Half of the time of a build would go into making tests fast.
+    target_compile_options(${name}_test PRIVATE -O0 -g1)
     add_test(NAME ${name} COMMAND ${name}_test)
     set_tests_properties(${name} PROPERTIES TIMEOUT 300 ENVIRONMENT "${A_TEST_ENV}")
   endif()
@@ -43,6 +48,7 @@ function(zelk_program name)
   add_executable(${name} ${A_SOURCES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   zelk_link(${name} ${A_DEPS})
+  add_dependencies(programs ${name})
   install(TARGETS ${name} RUNTIME DESTINATION bin)
 endfunction()
 

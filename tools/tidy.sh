@@ -9,7 +9,7 @@ shift
 [ -f "$build/compile_commands.json" ] ||
   { echo "$build has no compile_commands.json" >&2; exit 1; }
 if [ $# -eq 0 ]; then
-  mapfile -t files < <(find src bench -name '*.cpp' | sort)
+  mapfile -t files < <(find src provider bench -name '*.cpp' | sort)
 else
   files=("$@")
 fi

@@ -15,19 +15,8 @@
 set -eu
 trees=$1
 
-# put FILE TEXT: TEXT is a printf format; folders are made as needed.
-put() {
-  mkdir -p "${1%/*}"
-  # shellcheck disable=SC2059 # the text is a format on purpose
-  printf "$2" >"$1"
-}
-
-# copies of a file: put_each TEXT FILE...
-put_each() {
-  text=$1
-  shift
-  for file in "$@"; do put "$file" "$text"; done
-}
+# shellcheck source=/dev/null
+. "${0%/*}/put.sh"
 
 cpuinfo_block() {  # NUMBER PACKAGE CORE MICROCODE
   printf 'processor\t: %s\nvendor_id\t: GenuineIntel\ncpu family\t: 6\nmodel\t\t: 143\n' "$1"

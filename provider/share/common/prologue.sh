@@ -94,6 +94,14 @@ print_files() {
     awk -v skip="${#ROOT}" -v normal="$normal_refusals" "$print_files_awk"
 }
 
+# The same without empty lines and comments, for files that people write.
+print_settings() {
+  settings_evidence=$(print_files)
+  settings_status=$?
+  printf '%s\n' "$settings_evidence" | awk '!/^[^ ]*:[ \t]*(#|$)/ && $0 != ""'
+  return "$settings_status"
+}
+
 # Prints those of the paths that are there, each ended by a NUL, for
 # print_files. A pattern that matched nothing is such a path that is not there.
 list_present() {
@@ -120,22 +128,75 @@ list_numbered() {
   return 0
 }
 
-# run_tool NAME ARGUMENT...: prints what an optional tool says, each line as
-# "NAME: LINE". A tool that asks a daemon may wait for ever, so it gets 5 s.
+# bounded SECONDS COMMAND ARGUMENT...: prints what a command says on both
+# streams and returns its exit status, or 124 when it did not end in time.
+#
+# A command that waits in the kernel for a dead disk or server cannot be killed,
+# and `timeout` may then wait with it. So both run in the background of a
+# subshell; what the limit ends in any case is the reader of their words, and a
+# subshell that is still waiting then is told to leave them behind.
+# shellcheck disable=SC2016 # the dollars belong to awk
+bounded_awk='
+  match($0, /\001ended [0-9]+$/) {
+    if (RSTART > 1) print substr($0, 1, RSTART - 1)
+    ended = 1
+    status = substr($0, RSTART + 7) + 0
+    exit
+  }
+  { print }
+  END { exit ended ? status : 124 }'
+bounded() {
+  bounded_limit=$1
+  shift
+  {
+    read -r subshell _ </proc/self/stat
+    printf '%s\n' "$subshell"
+    trap 'exit 0' TERM
+    {
+      timeout -k 1 "$bounded_limit" "$@"
+      printf '\001ended %s\n' "$?"
+    } 2>&1 &
+    wait
+  } | (
+    read -r subshell
+    timeout -s KILL "$((bounded_limit + 2))" awk "$bounded_awk"
+    bounded_status=$?
+    [ "$bounded_status" -ne 137 ] || bounded_status=124
+    [ "$bounded_status" -ne 124 ] || kill "$subshell" 2>/dev/null
+    exit "$bounded_status"
+  )
+}
+
+# How long a tool that is asked may take, unless a script says otherwise. A tool
+# that asks a daemon may wait for ever.
+tool_seconds=5
+
+# ask_tool NAME ARGUMENT...: what an optional tool says, in `tool_output`, and
+# its exit status in `tool_status`. False when there is no such tool. The tool
+# gets an environment of its own: variables of the user may lead to dead places.
 # Tools speak of the running machine only: with a recorded tree they are left
 # out, unless a test brings its own.
-run_tool() {
-  [ -z "$ROOT" ] || [ -n "${ZELK_PROVIDER_PATH:-}" ] || return 0
-  for tool_name in timeout "$1"; do
-    command -v "$tool_name" >/dev/null 2>&1 || { missing "$tool_name"; return 0; }
+ask_tool() {
+  tool_output=
+  tool_status=127
+  [ -z "$ROOT" ] || [ -n "${ZELK_PROVIDER_PATH:-}" ] || return 1
+  for tool_name in timeout env "$1"; do
+    command -v "$tool_name" >/dev/null 2>&1 || { missing "$tool_name"; return 1; }
   done
-  tool_output=$(timeout -k 1 5 "$@" 2>&1)
+  tool_output=$(bounded "$tool_seconds" env -i PATH="$PATH" LC_ALL=C HOME=/ "$@")
   tool_status=$?
   case $tool_status in
     0) ;;
-    124 | 137) incomplete "$1 gave no answer in 5 s" ;;
+    124) incomplete "$1 gave no answer in $tool_seconds s" ;;
     *) printf 'failed: %s: exit status %s\n' "$1" "$tool_status" ;;
   esac
+  return 0
+}
+
+# run_tool NAME ARGUMENT...: prints what an optional tool says, each line as
+# "NAME: LINE".
+run_tool() {
+  ask_tool "$@" || return 0
   [ -z "$tool_output" ] ||
     printf '%s\n' "$tool_output" | awk -v name="$1" '{ print name ": " $0 }'
 }

@@ -3,36 +3,21 @@
 # /proc/cpuinfo says of the first one, and for the others what must be equal,
 # one line for each value that occurs and the processors that have it.
 
+ranges_awk=
+# shellcheck source=/dev/null
+. "${0%/*}/../common/ranges.sh"
 # shellcheck source=/dev/null
 . "${0%/*}/../common/prologue.sh"
 need_tools awk
 need_file /proc/cpuinfo
 
-# The file is walked once, and a value is remembered as a range of processors
-# that grows, so the work is linear: 512 processors are 1.5 MB of text.
+# The file is walked once: 512 processors are 1.5 MB of text.
 # shellcheck disable=SC2016 # the dollars belong to awk
-awk '
+awk "$ranges_awk"'
   BEGIN {
     compared = split("vendor_id|cpu family|model|model name|stepping|microcode|flags|" \
                      "bugs|Features|CPU implementer|CPU part|CPU revision", names, "|")
     for (i = 1; i <= compared; i++) is_compared[names[i]] = 1
-  }
-
-  function close_range(name, value,    text) {
-    text = first[name, value]
-    if (last[name, value] > text) text = text "-" last[name, value]
-    ranges[name, value] = ranges[name, value] (ranges[name, value] == "" ? "" : ",") text
-  }
-
-  function add(name, value) {
-    if (!((name, value) in last)) {
-      values[name, ++value_count[name]] = value
-      first[name, value] = cpu
-    } else if (last[name, value] != cpu - 1) {
-      close_range(name, value)
-      first[name, value] = cpu
-    }
-    last[name, value] = cpu
   }
 
   !first_ended && /^[ \t]*$/ { first_ended = NR > 1 }
@@ -44,21 +29,16 @@ awk '
     sub(/[ \t]+$/, "", name)
     value = substr($0, colon + 2)
     if (name == "processor" && value ~ /^[0-9]+$/) { cpu = value + 0; cpu_count++ }
-    else if (name in is_compared) add(name, value)
+    else if (name in is_compared) add_value(name, cpu + 0, value)
   }
 
   END {
     print "cpuinfo.cpus: " cpu_count + 0
     for (i = 1; i <= compared; i++) {
       name = names[i]
-      if (!(name in value_count)) continue
-      for (j = 1; j <= value_count[name]; j++) {
-        value = values[name, j]
-        close_range(name, value)
-        label = name
-        gsub(/ /, "_", label)
-        print "cpuinfo." label ": " ranges[name, value] ": " value
-      }
+      label = name
+      gsub(/ /, "_", label)
+      print_values(name, "cpuinfo." label)
     }
     exit cpu_count ? 0 : 83
   }' "$ROOT/proc/cpuinfo" || incomplete "/proc/cpuinfo names no processor"

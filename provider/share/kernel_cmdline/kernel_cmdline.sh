@@ -1,5 +1,7 @@
 #!/bin/sh
 # The kernel's command line, whole and a parameter a line, credentials masked.
+# What names the node or its disks, and so differs between equal nodes, is called
+# volatile.
 
 mask_awk=
 # shellcheck source=/dev/null
@@ -19,6 +21,10 @@ awk "$mask_awk"'
     if (equals && is_secret_name(substr(text, 1, equals - 1)))
       return substr(text, 1, equals) "(masked)"
     return mask_text(text)
+  }
+
+  function is_of_this_node(text) {
+    return text ~ /^(BOOT_IMAGE|BOOTIF|bootdev|root|resume|resume_offset|ip|ifname|(systemd\.)?hostname|nfsroot|netroot|wwid|wwuuid|rd\.(luks|md|lvm|iscsi|znet)[._a-z]*)=/
   }
 
   function take_parameter() {
@@ -42,6 +48,7 @@ awk "$mask_awk"'
     whole = ""
     for (i = 1; i <= count; i++) whole = whole (i > 1 ? " " : "") list[i]
     print "/proc/cmdline: " whole
-    for (i = 1; i <= count; i++) print "parameter: " list[i]
+    for (i = 1; i <= count; i++)
+      print (is_of_this_node(list[i]) ? "volatile: " : "parameter: ") list[i]
   }' "$ROOT/proc/cmdline" || incomplete /proc/cmdline
 finish

@@ -14,6 +14,9 @@
 #   - vm/stat_refresh: reading it makes every processor do work, and waits for
 #     one that is busy.
 #   - fs/binfmt_misc: it may be an automount point, which reading would trigger.
+#
+# What is no setting but a state, and what names the node, stands behind the word
+# "volatile", so that the rest can be compared.
 
 # shellcheck source=/dev/null
 . "${0%/*}/../common/prologue.sh"
@@ -56,6 +59,12 @@ all_settings=$({ printf '%s\n' "$found_settings" && list_interfaces; } | sort -u
 printf 'skipped: /proc/sys/%s\n' fs/binfmt_misc kernel/sched_domain vm/stat_refresh
 printf '%s\n' "$all_settings" | grep -E "$is_secret" |
   awk -v skip="${#ROOT}" '{ print "withheld: " substr($0, skip + 1) }'
-printf '%s\n' "$all_settings" | grep -v -E "$is_secret" | tr '\n' '\0' |
-  print_files || incomplete "files of /proc/sys"
+evidence=$(printf '%s\n' "$all_settings" | grep -v -E "$is_secret" | tr '\n' '\0' |
+  print_files) || incomplete "files of /proc/sys"
+is_volatile='^/proc/sys/(fs/([a-z]*-(nr|state)|quota/[^:]*)'
+is_volatile="$is_volatile|kernel/(random/[^:]*|ns_last_pid|pty/nr|hostname|hung_task_detect_count)"
+is_volatile="$is_volatile|net/netfilter/nf_conntrack_count): "
+printf '%s\n' "$evidence" | awk -v is_volatile="$is_volatile" '
+  $0 ~ is_volatile { print "volatile: " $0; next }
+  { print }'
 finish

@@ -1,0 +1,9 @@
+#!/bin/sh
+# How fast files are written, read, made and removed in some folders. The
+# work is done by disk_fs_rw_probe, which is built with the product.
+
+# shellcheck source=/dev/null
+. "${0%/*}/../common/prologue.sh"
+probe=${0%/*}/disk_fs_rw_probe
+[ -x "$probe" ] || tool_missing "$probe"
+exec "$probe"

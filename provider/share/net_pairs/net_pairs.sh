@@ -1,0 +1,9 @@
+#!/bin/sh
+# Latency and bandwidth of the network between the nodes of a group, pair by
+# pair. The work is done by net_pairs_probe, which is built with the product.
+
+# shellcheck source=/dev/null
+. "${0%/*}/../common/prologue.sh"
+probe=${0%/*}/net_pairs_probe
+[ -x "$probe" ] || tool_missing "$probe"
+exec "$probe"
