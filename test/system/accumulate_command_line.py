@@ -52,6 +52,15 @@ check("refused" not in done.stderr, done.stderr)
 check(run("scan", spool, "--db", scratch + "/zelk.db", "-q", status=0).stdout ==
       "")
 
+# What cannot be begun is not.
+for words in (("scan", "--watch", scratch + "/nonexistent"),
+              ("scan", spool, "--ready-fd", "999"),
+              ("scan", spool, "--label", "a\x1b[2Jb")):
+    done = run(*words, "--db", scratch + "/zelk.db", status=3)
+    check(done.stderr and "\x1b" not in done.stderr, done.stderr)
+done = run("scan", spool, "--db", "mysql:foo", status=3)
+check("'mysql:foo': expected sqlite:PATH or a path" in done.stderr, done.stderr)
+
 # Sent to nobody: said so, and the file stays.
 path = write_file(spool, record(out=b"y", usec=1))
 began = time.monotonic()

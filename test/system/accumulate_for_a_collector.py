@@ -89,7 +89,7 @@ check((closed["state"], closed["results"], closed["nodes"],
 check(closed["missing"] == [{"node": "n4", "provider": "memory",
                              "option": "None",
                              "reason": "timed out after 10 s"}], closed)
-summary = server.finish()
+summary = server.finish(status=1)
 check(summary["ended_by"] == "closed", summary)
 check(query("SELECT label, note, command_line, state FROM v_run") ==
       [("nightly", "by ada", "zelk-collect @all", "partial")])
@@ -105,7 +105,7 @@ for state in "complete", "interrupted":
     peer.close()
     server.order({"close": state})
     check(server.read("closed")["state"] == state)
-    server.finish()
+    server.finish(status=0 if state == "complete" else 1)
 server = Collected()
 peer = Pusher(server.endpoint)
 peer.send(result("n1"))  # which run 1 has
@@ -197,6 +197,6 @@ wait_for(lambda: query("SELECT nodes_expected FROM v_run",
                        path=scratch + "/signal.db") == [(1,)], server.stderr)
 server.process.send_signal(signal.SIGTERM)
 check(server.read("closed")["state"] == "interrupted")
-server.finish()
+server.finish(status=1)
 for name in "zelk", "garbage", "deaf", "gone", "signal":
     check_datastore(f"{scratch}/{name}.db")

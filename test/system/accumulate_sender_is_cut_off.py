@@ -21,7 +21,7 @@ for number, cut in enumerate(cuts):
     peer.leave()
 wait_for(lambda: query("SELECT count(*) FROM v_provider_result") ==
          [(len(cuts),)], "the whole ones")
-summary = server.stop()
+summary = server.stop(status=1)
 check(summary["received"] == summary["stored"] == len(cuts), summary)
 check(summary["refused"]["cut off"] == len(cuts), summary)
 check(server.lines(r"in the middle of a record, after \d+ of \d+ bytes"))

@@ -54,6 +54,28 @@ check([one["nodeset"] for one in summary["run"]["missing"]] ==
       ["node[4-6,8-10]"], summary)
 peer.close()
 
+# A stranger does not stand for a node that is missing, even to who is quiet.
+other = scratch + "/stranger.db"
+server = Accumulator("--expect", "node1", db=other)
+peer = Pusher(server.endpoint)
+peer.send(record(host="node01"))
+wait_for(lambda: query("SELECT count(*) FROM v_result", path=other) == [(1,)],
+         "the stranger's result")
+peer.close()
+summary = server.stop(status=1)
+check((summary["run"]["nodes_answered"], summary["run"]["nodes_not_expected"])
+      == (0, 1), summary)
+done = run("listen", "--db", other, "--run", "1", "--bind", "tcp://127.0.0.1:*",
+           "--timeout", "1", "-q", status=1)
+check("0 of 1 nodes +1 not expected\n  missing: node1 (1)" in done.stdout,
+      done.stdout)
+with open("/dev/full", "w") as full:
+    done = subprocess.run([program, "listen", "--db", other, "--bind",
+                           "tcp://127.0.0.1:*", "--timeout", "1"], stdout=full,
+                          stderr=subprocess.PIPE, text=True)
+check(done.returncode == 2, done)
+check("standard output could not be written" in done.stderr, done.stderr)
+
 # The gaps are filled into the same run.
 server = Accumulator("--run", "latest", "--until-complete", "--expect",
                      "node[1-10]")

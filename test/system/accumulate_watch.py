@@ -7,7 +7,7 @@ import os
 import shutil
 import signal
 
-from accumulator import (Accumulator, check, numbered, query, scratch, stored,
+from accumulator import (Accumulator, check, numbered, query, record, scratch, stored,
                          wait_for, write_file)
 
 spool = scratch + "/spool"
@@ -52,6 +52,22 @@ wait_for(lambda: stored() == 105, "files in the new directory")
 summary = watch.stop(status=1)
 check(summary["stored"] == 105 and summary["refused"] == 1, summary)
 check(query("SELECT DISTINCT state FROM v_run") == [("complete",)])
+
+# What one label names is parted by a gap, as by scans one after the other.
+labelled = scratch + "/labelled"
+os.mkdir(labelled)
+with open(labelled + "/label", "w") as file:
+    file.write("nightly\n")
+other = scratch + "/labelled.db"
+watch = Accumulator("--watch", "--poll-interval", "0.2", labelled,
+                    command="scan", db=other)
+for i, when in enumerate((1600000000, 1600000300, 1600009000)):
+    write_file(labelled, record(time_sec=when, out=b"z"),
+               f"ZELK_M_n_{when}__{i:06}")
+    wait_for(lambda: stored(other) == i + 1, "a labelled file")
+watch.stop()
+check(query("SELECT label, results FROM v_run ORDER BY run", path=other) ==
+      [("nightly", 2), ("nightly", 1)], query("SELECT * FROM v_run", path=other))
 
 # Files of one time are one run, whoever takes them in and when.
 runs = query("SELECT count(*) FROM v_run")

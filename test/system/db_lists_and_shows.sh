@@ -5,7 +5,7 @@
 fill 3 --expect 'node[001-004]'
 db runs
 expect_status 0
-expect_text "4/4        7  partial"
+expect_text "3/4 +1 not expected        7  partial"
 expect_no_controls stdout
 db runs -w 'node[002-003]' --json
 expect_text '"results":7'
@@ -22,7 +22,10 @@ expect "$(shown)" hello
 
 db show 1 node002
 expect_status 3
-expect_complaint "  node002 memory None"
+expect_complaint "  node002 memory None --result "
+db show 1 --result 1
+expect_status 0
+[ -s stdout ] || fail "nothing of result 1"
 db show 1 node004 cpu
 expect_status 3
 expect_stderr "zelk-db: Run 1 has no result of 'node004' by 'cpu': no result arrived"

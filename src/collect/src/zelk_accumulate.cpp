@@ -54,6 +54,13 @@ bool find_datastore(command_line& line, const Config& config) {
   return !line.datastore.empty() || accumulate::make_folders_of(place.path);
 }
 
+// A summary that standard output did not take is a failure, too.
+int checked_output(int status) {
+  if (std::cout.flush()) return status;
+  std::cerr << "zelk-accumulate: standard output could not be written\n";
+  return accumulate::exit_nothing;
+}
+
 void find_install_root() {
   const char* given = std::getenv("ZELK_TEST_INSTALL_ROOT");
   install_root = given != nullptr ? given : node::get_default_path();
@@ -81,5 +88,5 @@ int main(int argc, char* argv[]) {
   zelk::log::LOG_OUTPUT = 0;
   zelk::log::LOG_LEVEL = line.log_level;
   zelk::find_install_root();
-  return zelk::run(line);
+  return zelk::checked_output(zelk::run(line));
 }

@@ -36,6 +36,8 @@ int perform(const command_line& line) {
       return show_result(where, line.show);
     case command::query:
       return run_query(where, line.query);
+    case command::facts:
+      return show_facts(where, line.facts);
     case command::export_runs:
       return export_runs(where, line.to_file);
     case command::import_runs:

@@ -12,6 +12,7 @@
 
 #include <sqlite3.h>
 
+#include "src/common/datastore/unchanging_file.h"
 #include "src/common/datastore/utf8.h"
 #include "src/common/log/error_log.h"
 
@@ -27,6 +28,9 @@ using std::chrono::steady_clock;
 // Between two looks at a lock. Long waits are for another process's commit,
 // which takes longer than this.
 constexpr milliseconds longest_pause{25};
+
+// Of a wait behind its deadline: another process's commit is no trouble.
+constexpr milliseconds least_wait{250};
 
 std::string quoted(const std::string& path) {
   return "'" + path + "'";
@@ -134,6 +138,12 @@ std::string as_plain_path(const std::string& path) {
   return path.starts_with('/') ? path : "./" + path;
 }
 
+// SQLite does not say which file it could not open or write to.
+bool needs_to_write(const store_error& error) {
+  const int code = error.code() & 0xFF;
+  return code == SQLITE_CANTOPEN || code == SQLITE_READONLY;
+}
+
 int open_flags(open_mode mode) {
   return (mode == open_mode::read_only ? SQLITE_OPEN_READONLY
                                        : SQLITE_OPEN_READWRITE) |
@@ -154,8 +164,19 @@ struct database::busy_state {
   std::string path;
   milliseconds limit{30000};
   milliseconds notice{1000};
+  std::shared_ptr<const shared_deadline> deadline;
   steady_clock::time_point since;
   bool told = false;
+
+  // How long the wait that began at `since` may last.
+  milliseconds longest() const {
+    const steady_clock::rep ticks = deadline ? deadline->load() : 0;
+    if (ticks == 0) return limit;
+    const steady_clock::time_point end{steady_clock::duration(ticks)};
+    return std::min(
+        limit, std::max(least_wait,
+                        std::chrono::duration_cast<milliseconds>(end - since)));
+  }
 
   void tell() {
     told = true;
@@ -172,10 +193,11 @@ struct database::busy_state {
       told = false;
     }
     const auto waited = std::chrono::duration_cast<milliseconds>(now - since);
-    if (waited >= limit) return false;
+    const milliseconds most = longest();
+    if (waited >= most) return false;
     if (waited >= notice && !told) tell();
     const milliseconds pause =
-        std::min({milliseconds(1 + count), longest_pause, limit - waited});
+        std::min({milliseconds(1 + count), longest_pause, most - waited});
     std::this_thread::sleep_for(pause);
     return true;
   }
@@ -191,16 +213,35 @@ database::database(const std::string& path, open_mode mode)
   if (mode == open_mode::create) make_file(path);
   check_file(path);
   try {
-    const int code = ::sqlite3_open_v2(as_plain_path(path).c_str(), &handle_,
-                                       open_flags(mode), nullptr);
-    if (code != SQLITE_OK) throw failed(path, handle_, code);
-    distrust(handle_);
-    ::sqlite3_busy_handler(handle_, &busy_state::handler, busy_.get());
-    integer("PRAGMA schema_version");
+    open(as_plain_path(path), open_flags(mode));
     // A file that may not be written to is opened all the same, to be read.
     if (mode != open_mode::read_only &&
         ::sqlite3_db_readonly(handle_, "main") == 1)
       throw failed(path, handle_, SQLITE_READONLY);
+  } catch (const store_error& error) {
+    close();
+    if (!needs_to_write(error) || can_write_beside(path)) throw;
+    if (mode != open_mode::read_only)
+      throw failed(path, nullptr, SQLITE_READONLY);
+    open_unchanging();
+  } catch (...) {
+    close();
+    throw;
+  }
+}
+
+void database::open(const std::string& name, int flags) {
+  const int code = ::sqlite3_open_v2(name.c_str(), &handle_, flags, nullptr);
+  if (code != SQLITE_OK) throw failed(path_, handle_, code);
+  distrust(handle_);
+  ::sqlite3_busy_handler(handle_, &busy_state::handler, busy_.get());
+  integer("PRAGMA schema_version");
+}
+
+void database::open_unchanging() {
+  const std::string name = unchanging_name(path_);
+  try {
+    open(name, open_flags(open_mode::read_only) | SQLITE_OPEN_URI);
   } catch (...) {
     close();
     throw;
@@ -231,6 +272,11 @@ void database::close() {
 void database::set_busy_limit(milliseconds limit, milliseconds notice) {
   busy_->limit = limit;
   busy_->notice = notice;
+}
+
+void database::set_busy_deadline(
+    std::shared_ptr<const shared_deadline> deadline) {
+  busy_->deadline = std::move(deadline);
 }
 
 void database::execute(const std::string& sql) {

@@ -9,6 +9,7 @@
 
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -33,7 +34,8 @@ enum class value_type { integer, real, text, blob, null };
 class database {
  public:
   // Opens `path` and reads its first page, so that what is no database is known
-  // at once. Throws store_error.
+  // at once. To read, a file beside which nothing can be written is opened as
+  // one that nobody changes, unless a log lies beside it. Throws store_error.
   database(const std::string& path, open_mode mode);
   database(database&& other) noexcept;
   database& operator=(database&& other) noexcept;
@@ -47,6 +49,11 @@ class database {
   // is logged. A database starts with 30 s and 1 s.
   void set_busy_limit(std::chrono::milliseconds limit,
                       std::chrono::milliseconds notice);
+
+  // A moment, in ticks of the steady clock, after which a wait ends almost at
+  // once; 0: there is none yet. Another thread may set it while this one waits.
+  using shared_deadline = std::atomic<std::chrono::steady_clock::rep>;
+  void set_busy_deadline(std::shared_ptr<const shared_deadline> deadline);
 
   // Runs every statement in `sql`; results are dropped.
   void execute(const std::string& sql);
@@ -75,6 +82,8 @@ class database {
  private:
   struct busy_state;
 
+  void open(const std::string& name, int flags);
+  void open_unchanging();
   void close();
 
   std::string path_;

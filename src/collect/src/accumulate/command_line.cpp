@@ -115,8 +115,17 @@ int parser::log_level() const {
   return std::min<int>(found->second + words_.verbose, log::level_debug);
 }
 
+// Which a list of runs would pass on to terminals.
+bool is_control(char c) {
+  return (static_cast<unsigned char>(c) < ' ') || c == '\x7f';
+}
+
 void parser::interpret_run(run_request& run) {
   if (!words_.run.empty()) run.run = words_.run;
+  for (const auto& [name, text] :
+       {std::pair("--label", &words_.label), std::pair("--note", &words_.note)})
+    if (std::any_of(text->begin(), text->end(), is_control))
+      throw usage_mistake(std::string(name) + ": it has control characters");
   run.label = words_.label;
   run.note = words_.note;
   run.command_line = program_name;

@@ -30,16 +30,20 @@ std::string default_path() {
   return variable("HOME") + "/.local/state/zelkara/zelk.db";
 }
 
+// A path with a colon in its first part is told from a scheme by "./".
+bool has_scheme(const std::string& text) {
+  const std::size_t end = text.find_first_not_of(
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+-._");
+  return end != 0 && end != text.npos && text[end] == ':' && text[0] != '.';
+}
+
 datastore_location located(const std::string& text) {
   constexpr std::string_view sqlite = "sqlite:";
-  const std::size_t scheme = text.find("://");
-  if (text.starts_with("postgresql:"))
-    return {"", "'" + text + "': this build stores into SQLite files only"};
   std::string path =
       text.starts_with(sqlite) ? text.substr(sqlite.size()) : text;
   if (path.starts_with("///")) path.erase(0, 2);
-  if (path.empty() || (scheme != text.npos && !text.starts_with(sqlite)))
-    return {"", "'" + text + "': expected sqlite:PATH"};
+  if (path.empty() || (has_scheme(text) && !text.starts_with(sqlite)))
+    return {"", "'" + text + "': expected sqlite:PATH or a path"};
   return {path, ""};
 }
 

@@ -37,12 +37,21 @@ TEST_F(find_datastore_test, reads_what_db_got) {
       {"sqlite:", ""},
       {"postgresql://host/base", ""},
       {"mysql://host/base", ""},
+      {"mysql:foo", ""},
+      {"a:b", ""},
+      {"./a:b", "./a:b"},
+      {"/tmp/a:b", "/tmp/a:b"},
   };
   for (const auto& one : cases) {
     const datastore_location found = find_datastore(one.text);
     EXPECT_EQ(found.path, one.path) << one.text;
     EXPECT_EQ(found.problem.empty(), *one.path != '\0') << one.text;
   }
+}
+
+TEST_F(find_datastore_test, says_what_it_expects) {
+  EXPECT_EQ(find_datastore("mysql:foo").problem,
+            "'mysql:foo': expected sqlite:PATH or a path");
 }
 
 TEST_F(find_datastore_test, asks_the_environment_in_order) {

@@ -315,7 +315,8 @@ void listen_session::read_until_quiet(steady_clock::time_point deadline,
     serve_collector();
     look_for_second_signal();
     show_progress();
-    if (receiver_.peers() == 0 || steady_clock::now() - heard_at >= quiet)
+    // Not peers(): one that has not introduced itself yet may be about to send.
+    if (receiver_.connections() == 0 || steady_clock::now() - heard_at >= quiet)
       return;
   }
 }
@@ -413,9 +414,20 @@ int listen_session::status(const listen_summary& summary) const {
   const std::uint64_t failed = counts.kept_aside + counts.unsaved + counts.lost;
   if (failed > 0) return anything ? exit_partial : exit_nothing;
   const bool cut_off = summary.ended_by == "collector gone";
-  if (!options_.until_complete && !cut_off) return exit_fine;
-  if (summary.ended_by == "complete") return exit_fine;
-  return anything ? exit_partial : exit_nothing;
+  const bool waited_in_vain =
+      options_.until_complete && summary.ended_by != "complete";
+  if (!anything && (cut_off || waited_in_vain)) return exit_nothing;
+  bool refused = false;
+  for (std::size_t i = 0; i < refusal_kinds; ++i)
+    if (costs_records(static_cast<refusal>(i)))
+      refused = refused || summary.refused[i] > 0;
+  // A collector may know better, and call the run complete.
+  const bool complete =
+      summary.run.ended && summary.run.ended->state == run_state::complete;
+  const bool lacking = !complete && (!summary.run.missing.empty() ||
+                                     unnamed_missing(summary.run) > 0);
+  return refused || lacking || cut_off || waited_in_vain ? exit_partial
+                                                         : exit_fine;
 }
 
 }  // namespace

@@ -175,7 +175,9 @@ bool record_assembler::end_frame() {
   if (more_) return false;
   if (!skipping_ && arrival_->record.nodes_csv.find('\0') != std::string::npos)
     refuse(refusal::malformed, "node names with a zero byte");
-  if (skipping_ && fault_.empty())
+  // How many there are is seen at the end, and says more than what the first
+  // one lacks of a header.
+  if (skipping_ && kind_ == refusal::malformed && frames_ != frame_count)
     fault_ = std::to_string(frames_) + " frames instead of " +
              std::to_string(frame_count);
   return true;

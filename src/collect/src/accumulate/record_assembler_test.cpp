@@ -87,6 +87,7 @@ TEST_F(assembler_test, refuses_what_contradicts_itself) {
       {{frames[0], frames[1], frames[2]}, "3 frames instead of 4"},
       {{frames[0], frames[1], frames[2], frames[3], "x"},
        "5 frames instead of 4"},
+      {{"x", "y", "z"}, "3 frames instead of 4"},
       {{frames[0].substr(1), "12345", "", "node1"},
        "header of 735 bytes instead of 736"},
       {{frames[0] + "x", "12345", "", "node1"},

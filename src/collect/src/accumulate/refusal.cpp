@@ -32,7 +32,7 @@ bool refusal_log::add(refusal kind, const std::string& peer,
                       const std::string& line, clock::time_point now) {
   settle(now);
   ++total_[static_cast<std::size_t>(kind)];
-  const bool named = may_name(peer);
+  const bool named = may_name(kind, peer);
   if (named)
     warn(line);
   else
@@ -40,19 +40,21 @@ bool refusal_log::add(refusal kind, const std::string& peer,
   return named;
 }
 
-bool refusal_log::may_name(const std::string& peer) {
-  if (lines_ >= most_lines) return false;
-  std::size_t& of_peer = of_[peer];
+bool refusal_log::may_name(refusal kind, const std::string& peer) {
+  if (kind == refusal::oversize) return true;
+  std::size_t& of_kind = lines_[static_cast<std::size_t>(kind)];
+  if (of_kind >= most_lines) return false;
+  std::size_t& of_peer = of_[{kind, peer}];
   if (of_peer >= most_lines_of_peer) return false;
   ++of_peer;
-  ++lines_;
+  ++of_kind;
   return true;
 }
 
 void refusal_log::settle(clock::time_point now, bool last) {
   if (!last && now - since_ < a_while) return;
   since_ = now;
-  lines_ = 0;
+  lines_ = {};
   of_.clear();
   std::string text;
   for (std::size_t i = 0; i < refusal_kinds; ++i) {

@@ -1,8 +1,9 @@
 // What is refused at the door: counted by kind, and named in a line each.
 //
 // Whoever sends nonsense can send a great deal of it, so lines are rationed: so
-// many in a while, and so many of one peer, that one cannot hide the others.
-// What was not named is counted in a line of its own. One thread only.
+// many of each kind in a while, and so many of one peer, that one cannot hide
+// the others. An oversize record is an honest worker's and always named. What
+// was not named is counted in a line of its own. One thread only.
 
 #pragma once
 
@@ -13,6 +14,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace zelk::accumulate {
 
@@ -34,6 +36,12 @@ std::string_view refusal_name(refusal kind);
 // message held is not stored.
 constexpr bool is_message(refusal kind) {
   return kind == refusal::malformed || kind == refusal::oversize;
+}
+
+// Whether something that was sent may be lost by it. Who says nothing (a probe
+// of the port) or falls asleep has lost nothing.
+constexpr bool costs_records(refusal kind) {
+  return kind != refusal::silent && kind != refusal::unreachable;
 }
 
 class refusal_log {
@@ -58,13 +66,14 @@ class refusal_log {
   std::uint64_t messages() const;
 
  private:
-  bool may_name(const std::string& peer);
+  bool may_name(refusal kind, const std::string& peer);
 
   counts total_ = {};
   counts unnamed_ = {};
-  clock::time_point since_ = {};           // of this while
-  std::size_t lines_ = 0;                  // in it
-  std::map<std::string, std::size_t> of_;  // in it, of each peer
+  clock::time_point since_ = {};  // of this while
+  // Lines in it.
+  std::array<std::size_t, refusal_kinds> lines_ = {};
+  std::map<std::pair<refusal, std::string>, std::size_t> of_;  // of each peer
 };
 
 }  // namespace zelk::accumulate

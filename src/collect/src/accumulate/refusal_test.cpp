@@ -1,5 +1,7 @@
 #include "src/collect/src/accumulate/refusal.h"
 
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
 #include "src/common/log/captured_log.h"
@@ -40,6 +42,18 @@ TEST_F(refusal_log_test, counts_what_it_does_not_name) {
   EXPECT_EQ(refusals.total(refusal::malformed), 1000U);
   refusals.add(refusal::malformed, "10.0.0.1", "later", now + seconds(12));
   EXPECT_EQ(log.lines().back(), "later");
+}
+
+TEST_F(refusal_log_test, names_an_oversize_record_among_any_number_of_others) {
+  for (int i = 0; i < 1000; ++i) {
+    refusals.add(refusal::malformed, std::to_string(i), "noise", now);
+    refusals.add(refusal::malformed, "10.0.0.1", "noise", now);
+  }
+  for (int i = 0; i < 100; ++i)
+    refusals.add(refusal::oversize, "10.0.0.1", "large", now);
+  EXPECT_EQ(std::ranges::count(log.lines(), "large"), 100);
+  refusals.add(refusal::garbage, "10.0.0.1", "of another kind", now);
+  EXPECT_EQ(log.lines().back(), "of another kind");
 }
 
 TEST_F(refusal_log_test, is_not_filled_by_many_peers) {

@@ -17,6 +17,7 @@ result_table_options table_options(const store_options& options) {
   result_table_options table;
   table.batch_rows = options.batch_rows;
   table.batch_time = options.batch_time;
+  table.busy_deadline = options.busy_deadline;
   return table;
 }
 

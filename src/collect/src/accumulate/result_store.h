@@ -30,6 +30,9 @@ struct store_options {
   std::string path;  // of the datastore
   std::size_t batch_rows = 200;
   std::chrono::milliseconds batch_time{500};
+  // As result_table_options has it.
+  std::shared_ptr<const datastore::database::shared_deadline> busy_deadline =
+      nullptr;
   const Config* settings = nullptr;  // what deliveries are given; not null
 };
 

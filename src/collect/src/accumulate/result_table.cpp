@@ -141,6 +141,7 @@ void result_table::implementation::open() {
 
 void result_table::implementation::connect(datastore::database base) {
   base.set_busy_limit(options_.busy_limit, options_.busy_notice);
+  base.set_busy_deadline(options_.busy_deadline);
   writer_ = std::make_unique<batch_writer>(std::move(base));
 }
 

@@ -38,6 +38,9 @@ struct result_table_options {
   // How long a commit waits for another process that is writing.
   std::chrono::milliseconds busy_limit{30000};
   std::chrono::milliseconds busy_notice{1000};
+  // When set, and once it holds a moment, no wait goes on beyond that.
+  std::shared_ptr<const datastore::database::shared_deadline> busy_deadline =
+      nullptr;
 };
 
 // What became of one record.

@@ -117,6 +117,7 @@ run_groups::group& run_groups::of(std::int64_t time, const std::string& label,
                                   datastore::database& base, int lock) {
   group& found = place(time, label);
   if (found.run == 0) find_or_make(found, base, lock);
+  found.ended = false;
   return found;
 }
 
@@ -152,13 +153,26 @@ void run_groups::find_or_make(group& wanted, datastore::database& base,
                    request_.results_expected);
 }
 
-void run_groups::close(datastore::database& base) {
+void run_groups::part(datastore::database& base) {
+  std::int64_t newest = 0;
   for (group& one : groups_) {
-    if (one.run == 0) continue;
-    one.closed = true;
-    set_run_note(base, one.run, note_of_times(one.begin, one.end));
-    close_run(base, one.run, {}, "no result arrived", one.end * usec);
+    if (one.run != 0) one.closed = true;
+    newest = std::max(newest, one.end);
   }
+  for (group& one : groups_)
+    if (newest > one.end + gap) close(one, base);
+}
+
+void run_groups::close(datastore::database& base) {
+  for (group& one : groups_)
+    close(one, base);
+}
+
+void run_groups::close(group& one, datastore::database& base) {
+  if (one.run == 0 || one.ended) return;
+  set_run_note(base, one.run, note_of_times(one.begin, one.end));
+  close_run(base, one.run, {}, "no result arrived", one.end * usec);
+  one.closed = one.ended = true;
 }
 
 }  // namespace zelk::accumulate

@@ -30,6 +30,7 @@ class run_groups {
     std::int64_t run = 0;  // 0: not made yet
     bool made_here = false;
     bool closed = false;        // what comes later joins it only without a gap
+    bool ended = false;         // its run is closed, and nothing came since
     std::uint64_t results = 0;  // that went into it
   };
 
@@ -45,12 +46,18 @@ class run_groups {
   group& of(std::int64_t time, const std::string& label,
             datastore::database& base, int lock);
 
+  // What was taken so far was there together: what comes later under the same
+  // label is another run when a gap parts them. Closes the runs that lie before
+  // such a gap.
+  void part(datastore::database& base);
+
   // Closes the runs that were used since the last time.
   void close(datastore::database& base);
   const std::vector<group>& groups() const { return groups_; }
 
  private:
   group& place(std::int64_t time, const std::string& label);
+  static void close(group& one, datastore::database& base);
   void find_or_make(group& wanted, datastore::database& base, int lock);
 
   run_request request_;

@@ -86,6 +86,22 @@ TEST_F(run_groups_test, uses_the_run_of_an_earlier_scan_again) {
   EXPECT_NE(run_of(later, noon - 9000), number);
 }
 
+// A watch never ends: what it took in before is over when a gap follows.
+TEST_F(run_groups_test, parts_one_label_at_a_gap_from_what_was_there_before) {
+  run_groups groups(request);
+  const std::int64_t first = run_of(groups, noon, "nightly");
+  groups.part(base);
+  EXPECT_EQ(run_of(groups, noon + 500, "nightly"), first);
+  groups.part(base);
+  EXPECT_EQ(find_run(base, first)->state, run_state::running);
+  const std::int64_t second = run_of(groups, noon + 2000, "nightly");
+  EXPECT_NE(second, first);
+  EXPECT_EQ(run_of(groups, noon + 9000, "nightly"), second);
+  groups.part(base);
+  EXPECT_EQ(find_run(base, first)->state, run_state::complete);
+  EXPECT_EQ(find_run(base, second)->state, run_state::running);
+}
+
 TEST_F(run_groups_test, does_not_use_runs_of_others) {
   run wanted;
   wanted.started_usec = noon * 1'000'000;

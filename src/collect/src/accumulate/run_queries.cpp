@@ -19,8 +19,9 @@ constexpr std::int64_t usec_per_sec = 1'000'000;
 
 constexpr char run_columns[] =
     "SELECT number, uuid, label, note, command_line, state, started, "
-    "coalesce(ended, 0), nodes_expected, results_expected, nodes, results FROM "
-    "run ";
+    "coalesce(ended, 0), nodes_expected, results_expected, nodes, results, "
+    "(SELECT count(*) FROM expected_node x WHERE x.run = number AND EXISTS "
+    "(SELECT 1 FROM host s WHERE s.run = x.run AND s.node = x.node)) FROM run ";
 
 constexpr char newest_first[] = " ORDER BY started DESC, number DESC";
 
@@ -45,6 +46,7 @@ run run_of(const statement& row) {
   result.results_expected = row.integer(9);
   result.nodes = row.integer(10);
   result.results = row.integer(11);
+  result.nodes_answered = row.integer(12);
   return result;
 }
 
@@ -116,6 +118,10 @@ std::string node_condition(std::size_t count) {
 }
 
 }  // namespace
+
+std::int64_t nodes_not_expected(const run& of) {
+  return of.nodes_expected == 0 ? 0 : of.nodes - of.nodes_answered;
+}
 
 std::optional<run> find_run(database& base, std::int64_t number) {
   statement query(base, std::string(run_columns) + "WHERE number = ?1");

@@ -138,7 +138,7 @@ void give_reasons(database& base, std::int64_t number,
   statement(base,
             "UPDATE expected_result SET reason = ?2 WHERE run = ?1 AND reason "
             "= '' AND (node, provider, option_id) IN (SELECT node, provider, "
-            "option_id FROM v_missing WHERE run = ?1)")
+            "option_id FROM v_missing WHERE run = ?1 AND reason = '')")
       .bind(1, number)
       .bind_bytes(2, reason)
       .run();

@@ -36,6 +36,7 @@ struct run {
   std::int64_t nodes_expected = 0;    // 0: nothing was said about nodes
   std::int64_t results_expected = 0;  // 0: nothing was said about results
   std::int64_t nodes = 0;             // that gave at least one result
+  std::int64_t nodes_answered = 0;    // of those, the expected ones
   std::int64_t results = 0;           // stored
 };
 
@@ -93,6 +94,10 @@ void set_run_label(datastore::database& base, std::int64_t number,
                    std::string_view label);
 void set_run_note(datastore::database& base, std::int64_t number,
                   std::string_view note);
+
+// Nodes that gave results and that the run did not expect; 0 where it did not
+// expect any.
+std::int64_t nodes_not_expected(const run& of);
 
 // Finds one run by what people type. Nothing when there is none of that kind;
 // throws when `text` is none of these forms.

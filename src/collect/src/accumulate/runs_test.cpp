@@ -206,7 +206,33 @@ TEST_F(runs, know_a_host_by_the_name_that_is_expected) {
               c.node);
   }
   EXPECT_EQ(missing_lines(base(), store.run), lines{});
-  EXPECT_EQ(find_run(base(), store.run)->nodes, 4);
+  const run found = find_run(base(), store.run).value();
+  EXPECT_EQ(found.nodes, 4);
+  EXPECT_EQ(found.nodes_answered, 3);
+  EXPECT_EQ(nodes_not_expected(found), 1);
+}
+
+TEST_F(runs, do_not_take_a_stranger_for_a_node_that_is_missing) {
+  expect_results(base(), store.run, {{"node1", "", ""}});
+  store.store(a_result("node01", 1));
+  const run found = find_run(base(), store.run).value();
+  EXPECT_EQ(found.nodes_answered, 0);
+  EXPECT_EQ(nodes_not_expected(found), 1);
+  EXPECT_EQ(store.integer("SELECT nodes_answered FROM v_run"), 0);
+  EXPECT_EQ(missing_lines(base(), store.run), (lines{"node1|||"}));
+}
+
+TEST_F(runs, name_what_a_silent_node_lacks_once_and_with_its_reason) {
+  expect_results(base(), store.run,
+                 {{"node01", "cpu", ""}, {"node01", "memory", ""}});
+  set_missing_reason(base(), store.run, {"node01", "", ""}, "ssh: refused");
+  const lines silent{"node01|cpu||ssh: refused", "node01|memory||ssh: refused"};
+  EXPECT_EQ(missing_lines(base(), store.run), silent);
+  close_run(base(), store.run);
+  EXPECT_EQ(missing_lines(base(), store.run), silent);
+  // Why it was silent says nothing about what it still lacks.
+  store.store(a_result("node01", 1, "out", "memory"));
+  EXPECT_EQ(missing_lines(base(), store.run), (lines{"node01|cpu||"}));
 }
 
 TEST_F(runs, may_say_what_they_expect_when_results_are_there_already) {

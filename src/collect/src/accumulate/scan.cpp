@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "src/collect/src/accumulate/announce.h"
+#include "src/collect/src/accumulate/collector_link.h"
 #include "src/collect/src/accumulate/descriptor_limit.h"
 #include "src/collect/src/accumulate/directory_watch.h"
 #include "src/collect/src/accumulate/exit_codes.h"
@@ -59,8 +60,10 @@ class scan_session {
   void show_progress();
   void show_statistics();
   void refused(const refused_file& file);
+  void part_runs();
   void close_runs();
   int report();
+  int status() const;
   std::uint64_t handled() const;
 
   const scan_options& options_;
@@ -175,6 +178,7 @@ void scan_session::look(directory_watch& changes) {
   given_up_ = !scanner_->pass();
   if (handled() == handled_before_) return;
   if (unfinished == 0 && handled_before_ > 0) changes.found_new_files();
+  part_runs();
   handled_before_ = handled();
   stored_at_ = steady_clock::now();
   runs_closed_ = false;
@@ -231,6 +235,16 @@ void scan_session::show_statistics() {
   std::cerr << line + "\n" << std::flush;
 }
 
+// Each look of a watch is to labelled results what a scan of its own is.
+void scan_session::part_runs() {
+  if (given_up_) return;
+  try {
+    groups_.part(store_->database());
+  } catch (const datastore::store_error& error) {
+    say_error(error.what());
+  }
+}
+
 void scan_session::close_runs() {
   runs_closed_ = true;
   if (given_up_) return;
@@ -250,6 +264,7 @@ void scan_session::close_runs() {
 
 int scan_session::report() {
   meter_.clear();
+  const int result = status();
   scan_summary summary;
   summary.files = scanner_->report();
   summary.runs = closed_;
@@ -258,11 +273,14 @@ int scan_session::report() {
       std::chrono::duration<double>(steady_clock::now() - started_).count();
   if (options_.json)
     std::cout << json_of(summary);
-  else if (!options_.quiet || summary.files.refused > 0 || given_up_)
+  else if (!options_.quiet || result != exit_fine)
     std::cout << text_of(summary);
   std::cout.flush();
+  return result;
+}
 
-  const scan_report& files = summary.files;
+int scan_session::status() const {
+  const scan_report& files = scanner_->report();
   const bool anything = files.stored + files.duplicates > 0;
   if (given_up_ || files.unreadable)
     return anything ? exit_partial : exit_nothing;
@@ -271,17 +289,22 @@ int scan_session::report() {
       std::any_of(closed_.begin(), closed_.end(), [](const run_report& one) {
         return !one.missing.empty() || unnamed_missing(one) > 0;
       });
-  return files.refused + files.writing + files.incomplete + files.strange > 0 ||
-                 lacking
-             ? exit_partial
-             : exit_fine;
+  const std::uint64_t left = files.refused + files.writing + files.incomplete +
+                             files.strange + files.not_removed;
+  return left > 0 || lacking ? exit_partial : exit_fine;
 }
 
 }  // namespace
 
 int scan(const scan_options& options) {
+  if (const std::string problem =
+          descriptor_problem("--ready-fd", options.ready_fd);
+      !problem.empty()) {
+    say_error(problem);
+    return exit_unusable;
+  }
   for (const std::string& path : options.files.directories) {
-    if (options.watch || ::access(path.c_str(), R_OK | X_OK) == 0) continue;
+    if (::access(path.c_str(), R_OK | X_OK) == 0) continue;
     say_error("Unable to read directory '" + path + "'");
     return exit_unusable;
   }

@@ -263,6 +263,7 @@ void scanner::settle_one(pending_file& done, const decision& what) {
   }
   if (done.file.remove_from(done.directory->fd())) return;
   const int code = errno;
+  ++report_.not_removed;
   known_.insert(identity_of(*done.directory, done.file));
   if (tell_once(done.directory->path() + " unlink"))
     warn("Unable to remove '" + done.directory->path() + "/" +

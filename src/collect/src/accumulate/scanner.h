@@ -53,6 +53,7 @@ struct scan_report {
   std::uint64_t duplicates = 0;
   std::uint64_t conflicts = 0;
   std::uint64_t refused = 0;
+  std::uint64_t not_removed = 0;                 // stored, and still there
   std::vector<refused_file> refusals;            // the first hundred
   std::map<std::int64_t, std::uint64_t> by_run;  // stored in each
   // Of the last pass:

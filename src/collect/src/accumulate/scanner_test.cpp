@@ -17,6 +17,9 @@ namespace {
 // What flock(2) fails with; 0: it works.
 int flock_failure = 0;
 
+// What unlinkat(2) fails with; 0: it works.
+int unlink_failure = 0;
+
 }  // namespace
 
 // In the place of the C library's.
@@ -24,6 +27,13 @@ extern "C" int flock(int fd, int operation) noexcept {
   if (flock_failure == 0)
     return static_cast<int>(::syscall(SYS_flock, fd, operation));
   errno = flock_failure;
+  return -1;
+}
+
+extern "C" int unlinkat(int directory, const char* name, int flags) noexcept {
+  if (unlink_failure == 0)
+    return static_cast<int>(::syscall(SYS_unlinkat, directory, name, flags));
+  errno = unlink_failure;
   return -1;
 }
 
@@ -115,6 +125,17 @@ TEST_F(scanner_test, keeps_files_when_told_and_reads_them_once) {
   EXPECT_EQ(pass().duplicates, 0U);
   put(5);
   EXPECT_EQ(pass().stored, 6U);
+}
+
+TEST_F(scanner_test, counts_what_is_stored_and_cannot_be_removed) {
+  const std::string file = put(1);
+  unlink_failure = EACCES;
+  EXPECT_EQ(pass().not_removed, 1U);
+  EXPECT_EQ(pass().not_removed, 1U);
+  unlink_failure = 0;
+  EXPECT_EQ(scan().report().stored, 1U);
+  EXPECT_TRUE(fs::exists(file));
+  EXPECT_EQ(log.lines().size(), 1U);
 }
 
 TEST_F(scanner_test, knows_again_what_was_stored_before_a_crash) {

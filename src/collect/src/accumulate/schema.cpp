@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "src/collect/src/accumulate/schema_sql.h"
+#include "src/collect/src/accumulate/schema_views.h"
 #include "src/common/datastore/file_system.h"
 #include "src/common/log/error_log.h"
 
@@ -176,8 +177,8 @@ void check_datastore(database& base) {
 }
 
 migration_report migrate_datastore(const std::string& path, bool dry_run) {
-  // Version 1 is the first: there is nothing to come from.
-  static constexpr migration_step steps[] = {{datastore_version, ""}};
+  static const std::string new_views = std::string(drop_views) + create_views;
+  const migration_step steps[] = {{datastore_version, new_views.c_str()}};
   return migrate_datastore(path, dry_run, steps);
 }
 

@@ -19,7 +19,7 @@ namespace zelk::accumulate {
 constexpr std::int64_t datastore_application_id = 0x5A454C4B;  // "ZELK"
 
 // The version that this program writes, and the only one it opens.
-constexpr std::int64_t datastore_version = 1;
+constexpr std::int64_t datastore_version = 2;
 
 // One step of a migration: from the version before `to`.
 struct migration_step {

@@ -46,7 +46,7 @@ TEST_F(schema, makes_a_file_with_the_settings_that_it_needs) {
       {"journal_mode", "wal"},
       {"synchronous", "2"},
       {"wal_autocheckpoint", "1000"},
-      {"user_version", "1"},
+      {"user_version", "2"},
       {"application_id", "1514490955"},
       {"journal_size_limit", "67108864"},
   };
@@ -189,7 +189,7 @@ TEST_F(schema, leaves_a_newer_file_alone_and_names_its_version) {
   const std::string before = datastore::content_of(path);
   const std::string refusal =
       "Datastore '" + path +
-      "': it has version 7, this program knows versions up to 1; a newer "
+      "': it has version 7, this program knows versions up to 2; a newer "
       "Zelkara is needed for it";
   EXPECT_EQ(refusal_of([&] { open_datastore(path); }), refusal);
   EXPECT_EQ(refusal_of([&] { open_datastore_read_only(path); }), refusal);
@@ -213,7 +213,7 @@ TEST_F(schema, warns_on_a_network_file_system_and_does_without_the_log) {
 
 class migration : public schema {
  protected:
-  // A datastore of version 1 with some rows, and what comes after it.
+  // A datastore of the present version with some rows, and what comes after it.
   migration() {
     a_store store(path);
     for (int i = 0; i < 50; ++i)
@@ -229,9 +229,9 @@ class migration : public schema {
   }
 
   const std::vector<migration_step> steps = {
-      {1, "this is behind us"},
-      {2, "ALTER TABLE run ADD COLUMN colour TEXT NOT NULL DEFAULT 'grey'"},
-      {3,
+      {2, "this is behind us"},
+      {3, "ALTER TABLE run ADD COLUMN colour TEXT NOT NULL DEFAULT 'grey'"},
+      {4,
        "CREATE TABLE fact (id INTEGER PRIMARY KEY) STRICT;"
        "INSERT INTO fact SELECT id FROM result"},
   };
@@ -240,27 +240,27 @@ class migration : public schema {
 
 TEST_F(migration, takes_an_older_file_to_the_last_version) {
   const migration_report report = migrate_datastore(path, false, steps);
-  EXPECT_EQ(report.from, 1);
-  EXPECT_EQ(report.to, 3);
-  EXPECT_EQ(report.copy, path + ".v1");
+  EXPECT_EQ(report.from, 2);
+  EXPECT_EQ(report.to, 4);
+  EXPECT_EQ(report.copy, path + ".v2");
   database base(path, open_mode::read_only);
-  EXPECT_EQ(base.integer("PRAGMA user_version"), 3);
+  EXPECT_EQ(base.integer("PRAGMA user_version"), 4);
   EXPECT_EQ(base.text("SELECT colour FROM run"), "grey");
   EXPECT_EQ(base.integer("SELECT count(*) FROM fact"), 50);
   EXPECT_EQ(rows_of(base), rows);
   database copy(report.copy, open_mode::read_only);
-  EXPECT_EQ(copy.integer("PRAGMA user_version"), 1);
+  EXPECT_EQ(copy.integer("PRAGMA user_version"), 2);
   EXPECT_EQ(rows_of(copy), rows);
 }
 
 TEST_F(migration, tells_without_doing_on_a_dry_run) {
   const std::string before = datastore::content_of(path);
   const migration_report report = migrate_datastore(path, true, steps);
-  EXPECT_EQ(report.from, 1);
-  EXPECT_EQ(report.to, 3);
+  EXPECT_EQ(report.from, 2);
+  EXPECT_EQ(report.to, 4);
   EXPECT_EQ(report.copy, "");
   EXPECT_EQ(datastore::content_of(path), before);
-  EXPECT_FALSE(std::filesystem::exists(path + ".v1"));
+  EXPECT_FALSE(std::filesystem::exists(path + ".v2"));
 }
 
 TEST_F(migration, has_nothing_to_do_in_a_current_file) {
@@ -293,11 +293,11 @@ TEST_F(migration, takes_back_a_step_that_leaves_dangling_references) {
 
 // The copy that is there may be the only good one.
 TEST_F(migration, does_not_overwrite_a_copy) {
-  place.write("zelk.db.v1", "precious");
+  place.write("zelk.db.v2", "precious");
   EXPECT_EQ(refusal_of([&] { migrate_datastore(path, false, steps); }),
-            "Datastore '" + path + ".v1': File exists");
-  EXPECT_EQ(datastore::content_of(path + ".v1"), "precious");
-  EXPECT_EQ(open_datastore(path).integer("PRAGMA user_version"), 1);
+            "Datastore '" + path + ".v2': File exists");
+  EXPECT_EQ(datastore::content_of(path + ".v2"), "precious");
+  EXPECT_EQ(open_datastore(path).integer("PRAGMA user_version"), 2);
 }
 
 TEST_F(migration, is_whole_or_not_at_all_when_it_is_killed) {
@@ -316,10 +316,28 @@ TEST_F(migration, is_whole_or_not_at_all_when_it_is_killed) {
     const std::int64_t version = base.integer("PRAGMA user_version");
     EXPECT_EQ(base.integer("SELECT count(*) FROM sqlite_schema WHERE name = "
                            "'fact'"),
-              version == 3 ? 1 : 0);
-    EXPECT_TRUE(version == 1 || version == 3);
+              version == 4 ? 1 : 0);
+    EXPECT_TRUE(version == 2 || version == 4);
     EXPECT_EQ(rows_of(base), rows);
   }
+}
+
+TEST_F(migration, gives_a_file_of_version_1_the_views_of_version_2) {
+  const std::string fresh = place.file("fresh.db");
+  constexpr char views[] =
+      "SELECT group_concat(name || sql) FROM (SELECT name, sql FROM "
+      "sqlite_schema WHERE type = 'view' ORDER BY name)";
+  const std::string wanted = open_datastore(fresh).text(views);
+  {
+    database older(fresh, open_mode::read_write);
+    older.execute(
+        "DROP VIEW v_run; CREATE VIEW v_run AS SELECT number AS run FROM run;"
+        "PRAGMA user_version = 1");
+  }
+  const migration_report report = migrate_datastore(fresh, false);
+  EXPECT_EQ(report.from, 1);
+  EXPECT_EQ(report.to, 2);
+  EXPECT_EQ(open_datastore(fresh).text(views), wanted);
 }
 
 TEST_F(schema, asks_for_a_migration_when_the_file_is_older) {

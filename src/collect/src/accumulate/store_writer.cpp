@@ -55,6 +55,17 @@ void say(int level, const std::string& text) {
   log::ErrorLog(source, __func__, __LINE__, level).stream() << text;
 }
 
+// In the words of those who receive without storing.
+void tell_stored(const provider_result& record) {
+  if (log::LOG_LEVEL < log::level_info) return;
+  const std::size_t size = sizeof record.header + record.stdout.size() +
+                           record.stderr.size() + record.nodes_csv.size();
+  say(log::level_info,
+      "Received data provider '" + printable(field_text(record.header.name)) +
+          "' from " + printable(field_text(record.header.hostname)) + " (" +
+          std::to_string(size) + " bytes)");
+}
+
 }  // namespace
 
 store_writer::store_writer(const writer_options& options, hand_over& queue,
@@ -65,8 +76,11 @@ store_writer::store_writer(const writer_options& options, hand_over& queue,
       budget_(budget),
       board_(board),
       tell_(std::move(tell)),
+      busy_deadline_(std::make_shared<datastore::database::shared_deadline>(0)),
       bad_(options.bad_directory),
-      unsaved_(options.unsaved_directory) {}
+      unsaved_(options.unsaved_directory) {
+  options_.store.busy_deadline = busy_deadline_;
+}
 
 store_writer::~store_writer() {
   queue_.close();
@@ -87,6 +101,7 @@ void store_writer::give_up_at(clock::time_point deadline) {
     const std::lock_guard guard(lock_);
     deadline_ = deadline;
   }
+  busy_deadline_->store(deadline.time_since_epoch().count());
   changed_.notify_all();
 }
 
@@ -295,6 +310,7 @@ void store_writer::settle_one(const row_outcome& decided) {
       ++change_.conflicts;
       [[fallthrough]];
     case outcome::stored:
+      tell_stored(record.record);
       ++change_.stored;
       change_.stored_bytes += record.charge;
       ++came_;

@@ -125,6 +125,8 @@ class store_writer {
   memory_budget& budget_;
   tally_board& board_;
   std::function<void()> tell_;
+  // What deadline_ is to waits inside the store.
+  std::shared_ptr<datastore::database::shared_deadline> busy_deadline_;
   kept_files bad_;
   kept_files unsaved_;
 

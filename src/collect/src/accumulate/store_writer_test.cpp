@@ -1,5 +1,6 @@
 #include "src/collect/src/accumulate/store_writer.h"
 
+#include <algorithm>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -83,7 +84,7 @@ TEST_F(store_writer_test, learns_what_to_expect_while_it_stores) {
   std::string missing;
   for (const missing_result& one : report.missing)
     missing += one.what.node + " " + one.what.provider + " " + one.reason + ";";
-  EXPECT_EQ(missing, "node3  down;node4  ;node4 cpu timed out;");
+  EXPECT_EQ(missing, "node3  down;node4 cpu timed out;");
 }
 
 TEST_F(store_writer_test, ends_a_run_as_it_is_told) {
@@ -220,6 +221,30 @@ TEST_F(store_writer_test, writes_to_files_what_it_cannot_store_in_time) {
        std::filesystem::directory_iterator(options.unsaved_directory))
     files += entry.file_size() > sizeof(provider_result_header) ? 1 : 0;
   EXPECT_EQ(files, 10U);
+}
+
+TEST_F(store_writer_test, does_not_wait_for_a_lock_beyond_the_deadline) {
+  ASSERT_EQ(writer().start(), "");
+  datastore::database other = open_datastore(options.store.path);
+  const datastore::transaction for_ever(other);
+  put(a_result("node1", 1));
+  const auto began = steady_clock::now();
+  writer().give_up_at(began + std::chrono::milliseconds(300));
+  finish();
+  EXPECT_LT(steady_clock::now() - began, std::chrono::seconds(10));
+  EXPECT_EQ(board.now().unsaved, 1U);
+}
+
+TEST_F(store_writer_test, tells_of_each_record_as_receivers_do) {
+  log::LOG_LEVEL = log::level_info;
+  ASSERT_EQ(writer().start(), "");
+  put(a_result("node1", 1, "12345"));
+  put(a_result("node1", 1, "12345"));
+  finish();
+  const std::vector<std::string> all = log.lines();
+  EXPECT_EQ(std::ranges::count(
+                all, "Received data provider 'memory' from node1 (746 bytes)"),
+            1);
 }
 
 TEST_F(store_writer_test, says_so_when_not_even_files_can_be_written) {

@@ -6,10 +6,10 @@
 #include <ctime>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <set>
 #include <string_view>
 #include <tuple>
 
+#include "src/collect/src/accumulate/printable.h"
 #include "src/common/node/tokenized_host.h"
 
 namespace zelk::accumulate {
@@ -64,22 +64,9 @@ std::string refused_text(const refusal_log::counts& refused) {
   return text;
 }
 
-// Of a node that gave nothing it need not be said what it did not give.
-std::vector<missing_result> without_repetition(
-    const std::vector<missing_result>& missing) {
-  std::set<std::string_view> silent;
-  for (const missing_result& one : missing)
-    if (one.what.provider.empty()) silent.insert(one.what.node);
-  std::vector<missing_result> kept;
-  for (const missing_result& one : missing)
-    if (one.what.provider.empty() || !silent.contains(one.what.node))
-      kept.push_back(one);
-  return kept;
-}
-
 std::string missing_text(const run_report& run) {
   std::string text;
-  for (const std::string& line : missing_lines(without_repetition(run.missing)))
+  for (const std::string& line : missing_lines(run.missing))
     text += "  missing: " + line + "\n";
   if (const std::int64_t more = unnamed_missing(run); more > 0)
     text += fmt::format("  missing: {} of {} results\n", more,
@@ -87,21 +74,30 @@ std::string missing_text(const run_report& run) {
   return text;
 }
 
+// Hosts that nobody expected must not hide an expected node that is missing.
+std::string nodes_text(const run& ended) {
+  if (ended.nodes_expected == 0)
+    return count_of(static_cast<std::uint64_t>(ended.nodes), "node");
+  const std::string text =
+      fmt::format("{} of {} nodes", ended.nodes_answered, ended.nodes_expected);
+  const std::int64_t strangers = nodes_not_expected(ended);
+  return strangers == 0 ? text
+                        : fmt::format("{} +{} not expected", text, strangers);
+}
+
 std::string run_text(const run_report& report) {
   if (!report.ended)
     return fmt::format("run {}: the datastore is out of reach\n",
                        report.number);
   const run& ended = *report.ended;
-  const std::string nodes =
-      ended.nodes_expected > 0
-          ? fmt::format("{} of {} nodes", ended.nodes, ended.nodes_expected)
-          : count_of(static_cast<std::uint64_t>(ended.nodes), "node");
   return fmt::format(
              "run {}{} is {}: {}, {}\n", ended.number,
-             ended.label.empty() ? "" : " \"" + ended.label + "\"",
+             ended.label.empty()
+                 ? ""
+                 : " \"" + printable(ended.label, ended.label.size()) + "\"",
              run_state_name(ended.state),
              count_of(static_cast<std::uint64_t>(ended.results), "result"),
-             nodes) +
+             nodes_text(ended)) +
          missing_text(report);
 }
 
@@ -115,6 +111,8 @@ json run_json(const run_report& report) {
     out["end"] = rfc3339(ended.ended_usec);
     out["nodes"] = ended.nodes;
     out["nodes_expected"] = ended.nodes_expected;
+    out["nodes_answered"] = ended.nodes_answered;
+    out["nodes_not_expected"] = nodes_not_expected(ended);
     out["results"] = ended.results;
     out["results_expected"] = ended.results_expected;
   }
@@ -207,6 +205,8 @@ std::string text_of(const scan_summary& summary) {
     text += fmt::format(", {} not yet whole", files.incomplete);
   if (files.strange > 0) text += fmt::format(", {} left alone", files.strange);
   if (files.refused > 0) text += fmt::format(", {} refused", files.refused);
+  if (files.not_removed > 0)
+    text += fmt::format(", {} stored and not removed", files.not_removed);
   text += "\n";
   for (const refused_file& one : files.refusals)
     text += fmt::format(
@@ -275,6 +275,7 @@ std::string json_of(const scan_summary& summary) {
                    {"writing", files.writing},
                    {"incomplete", files.incomplete},
                    {"left_alone", files.strange},
+                   {"not_removed", files.not_removed},
                    {"given_up", summary.given_up},
                    {"refusals", refusals},
                    {"runs", runs}});

@@ -22,15 +22,15 @@ struct summary_test : public ::testing::Test {
     ended.state = run_state::partial;
     ended.started_usec = 1'763'690'400'000'000;
     ended.ended_usec = 1'763'690'760'000'000;
-    ended.nodes = 2;
+    ended.nodes = 5;
+    ended.nodes_answered = 2;
     ended.nodes_expected = 4;
     ended.results = 7;
     report.number = 413;
     report.ended = ended;
     report.missing = {{{"node3", "", ""}, "no result arrived"},
                       {{"node4", "", ""}, "no result arrived"},
-                      {{"node1", "stream", "quick"}, "timed out"},
-                      {{"node3", "stream", "quick"}, "no result arrived"}};
+                      {{"node1", "stream", "quick"}, "timed out"}};
   }
 
   run_report report;
@@ -52,7 +52,7 @@ TEST_F(summary_test, tells_of_a_scan_as_people_read_it) {
             "refused\n"
             "  refused: ZELK_MEMORY_node020_1763690712__kQ3xAb   header says "
             "7340 bytes of output, file has 5120 (moved to /spool/bad)\n"
-            "run 413 from 1207 results, 2 nodes, 2025-11-21 02:00..02:06\n");
+            "run 413 from 1207 results, 5 nodes, 2025-11-21 02:00..02:06\n");
   const json document = json::parse(json_of(summary));
   EXPECT_EQ(document["schema"], "zelkara.accumulate/1");
   EXPECT_EQ(document["stored"], 1207);
@@ -74,12 +74,15 @@ TEST_F(summary_test, tells_of_a_listen_and_what_is_missing) {
   EXPECT_EQ(text_of(summary),
             "9 records received: 7 stored, 2 stored before (3.0 MiB, 1.2 s)\n"
             "  refused: 3 malformed, 1 cut off\n"
-            "run 413 \"nightly\" is partial: 7 results, 2 of 4 nodes\n"
+            "run 413 \"nightly\" is partial: 7 results, 2 of 4 nodes +3 "
+            "not expected\n"
             "  missing: node[3-4] (2)  no result arrived\n"
             "  missing: node1 (1)  stream:quick  timed out\n");
   const json document = json::parse(json_of(summary));
   EXPECT_EQ(document["refused"]["malformed"], 3);
   EXPECT_EQ(document["run"]["state"], "partial");
+  EXPECT_EQ(document["run"]["nodes_answered"], 2);
+  EXPECT_EQ(document["run"]["nodes_not_expected"], 3);
   EXPECT_EQ(document["run"]["missing"][0]["nodeset"], "node[3-4]");
 }
 

@@ -10,6 +10,7 @@
 #include "src/collect/src/accumulate/schema.h"
 #include "src/collect/src/accumulate/suggestion.h"
 #include "src/collect/src/db/archive_format.h"
+#include "src/collect/src/db/fact_printer.h"
 #include "src/collect/src/db/row_printer.h"
 #include "src/collect/src/db/visible_text.h"
 #include "src/common/log/settings.h"
@@ -30,6 +31,7 @@ constexpr char examples[] =
     "  zelk-db runs --since 7d -w node[001-016]\n"
     "  zelk-db show latest node007 memory\n"
     "  zelk-db query \"SELECT node, stdout FROM v_result WHERE run = 412\"\n"
+    "  zelk-db facts latest --fact 'mem.*' -w node[001-016]\n"
     "  zelk-db export label:nightly -o nightly.zelk.tar.zst\n"
     "  zelk-db prune --keep 90d --dry-run\n"
     "\n"
@@ -53,6 +55,7 @@ class parser {
   void declare_common();
   void declare_reading();
   void declare_query();
+  void declare_facts();
   void declare_moving();
   void declare_upkeep();
   CLI::App& add(command what, const char* name, const char* description);
@@ -123,6 +126,7 @@ void parser::declare() {
   declare_common();
   declare_reading();
   declare_query();
+  declare_facts();
   declare_moving();
   declare_upkeep();
 }
@@ -171,6 +175,9 @@ void parser::declare_reading() {
   show.add_option("PROVIDER", to_.show.provider, "a provider")->type_name("");
   show.add_option("--option", to_.show.option_id, "of this option set")
       ->type_name("ID");
+  show.add_option("--result", to_.show.result, "the one of this number")
+      ->type_name("N")
+      ->check(number_from(1, 9e18));
   show.add_flag("--stderr", to_.show.from_stderr, "standard error instead");
   show.add_flag("--decode", to_.show.decode, "decode base64 output");
   show.add_flag("--header", to_.show.header, "the fields of all that match");
@@ -190,6 +197,34 @@ void parser::declare_query() {
   query.add_option("--timeout", to_.query.timeout_sec, "0: none [60]")
       ->type_name("S")
       ->check(number_from(0, 86'400));
+}
+
+void parser::declare_facts() {
+  facts_options& to = to_.facts;
+  CLI::App& facts = add(command::facts, "facts", "what results say, as facts");
+  facts.add_option("RUN", to.run, "a run [latest]")->type_name("");
+  repeatable(facts.add_option("--provider", to.providers,
+                              "of this provider; repeatable"))
+      ->type_name("P");
+  repeatable(facts.add_option("-w,--node,--nodes", to.nodes,
+                              "of these nodes; repeatable"))
+      ->type_name("NODESET");
+  repeatable(
+      facts.add_option("--fact", to.names, "names such as 'mem.*'; repeatable"))
+      ->type_name("PATTERN");
+  facts.add_option("--format", to.form, "table csv json [table]")
+      ->type_name("FORM");
+  facts.add_flag("--unread", to.unread, "what could not be read, and why");
+  facts
+      .add_option("--descriptions", to.descriptions,
+                  "their folder [etc/providers]")
+      ->type_name("DIR");
+  facts
+      .add_option("--from-file", to.from_file,
+                  "an output in a file, by the description --provider")
+      ->type_name("FILE");
+  facts.add_option("--exit-status", to.exit_status, "of that output [0]")
+      ->type_name("N");
 }
 
 void parser::declare_moving() {
@@ -327,8 +362,10 @@ int parser::log_level() const {
 void parser::interpret() {
   check_one_of("--color", color_, {"auto", "always", "never"});
   check_one_of("--format", to_.query.form, row_forms());
+  check_one_of("--format", to_.facts.form, fact_forms());
   to_.log_level = log_level();
-  to_.to_file.quiet = to_.from_file.quiet = to_.prune.quiet = to_.quiet;
+  to_.to_file.quiet = to_.from_file.quiet = to_.prune.quiet = to_.facts.quiet =
+      to_.quiet;
   const auto parsed =
       std::find_if(commands_.begin(), commands_.end(),
                    [](const auto& each) { return each.second->parsed(); });

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "src/collect/src/db/export_runs.h"
+#include "src/collect/src/db/facts_command.h"
 #include "src/collect/src/db/import_runs.h"
 #include "src/collect/src/db/info.h"
 #include "src/collect/src/db/prune.h"
@@ -20,6 +21,7 @@ enum class command {
   runs,
   show,
   query,
+  facts,
   export_runs,
   import_runs,
   prune,
@@ -35,6 +37,7 @@ struct command_line {
   run_list_options runs;
   show_options show;
   query_options query;
+  facts_options facts;
   export_options to_file;
   import_options from_file;
   prune_options prune;

@@ -82,7 +82,8 @@ class commands : public testing::Test {
 TEST_F(commands, runs_are_listed_the_newest_first) {
   const std::string text = printed([&] { return list_runs(here_, {}); });
   EXPECT_EQ(status_, 0);
-  EXPECT_NE(text.find("1m00s  nightly    3/2      6/1  partial"), text.npos)
+  EXPECT_NE(text.find("1m00s  nightly  1/2 +2 not expected      6/1  partial"),
+            text.npos)
       << text;
   EXPECT_LT(text.find("\n  2  "), text.find("\n  1  "));
 }
@@ -157,8 +158,81 @@ TEST_F(commands, a_result_that_is_not_there_is_explained) {
             "Run 1 has no result of 'nobody'; it has results of node[1-3]");
   EXPECT_EQ(
       why({"1", "node1"}),
-      "2 results of run 1 are meant; name NODE, PROVIDER and --option, or "
-      "ask for --header:\n  node1 memory None\n  node1 cpu None");
+      "2 results of run 1 are meant; name NODE, PROVIDER and --option, or one "
+      "of these by --result, or ask for --header:\n  node1 memory None "
+      "--result 1\n  node1 cpu None --result 2");
+}
+
+TEST_F(commands, one_of_two_results_of_the_same_kind_is_chosen_by_its_number) {
+  accumulate::result_table table(path_, {});
+  table.use_run(1);
+  datastore_row row =
+      accumulate::row_of(accumulate::a_result("node1", 77, "again", "cpu"));
+  table.write(row);
+  table.flush();
+  show_options options{"1", "node1", "cpu"};
+  EXPECT_NE(complaint_of([&] {
+              show_result(here_, options);
+            }).find("node1 cpu None --result 13"),
+            std::string::npos);
+  options.result = 13;
+  EXPECT_EQ(printed([&] { return show_result(here_, options); }), "again");
+  options.result = 2;
+  EXPECT_EQ(printed([&] { return show_result(here_, options); }),
+            std::string("out of \x00 \xff ", 10) + "cpu");
+  options.result = 7;
+  EXPECT_EQ(complaint_of([&] { show_result(here_, options); }),
+            "Run 1 has no result of 'node1' by 'cpu' with the number 7; it has "
+            "results of node[1-3]");
+}
+
+// Root may write anywhere, so another user looks.
+TEST_F(commands, a_datastore_in_a_folder_that_cannot_be_written_is_read) {
+  const bool root = ::geteuid() == 0;
+  ASSERT_EQ(::chmod(path_.c_str(), 0444), 0);
+  ASSERT_EQ(::chmod(folder_.path().c_str(), 0555), 0);
+  if (root) {
+    ASSERT_EQ(::seteuid(65534), 0);
+  }
+  const std::string said = complaint_of([&] {
+    EXPECT_NE(printed([&] { return list_runs(here_, {}); }).find("nightly"),
+              std::string::npos);
+  });
+  const std::string refused = complaint_of([&] { open_to_write(here_); });
+  if (root) {
+    ASSERT_EQ(::seteuid(0), 0);
+  }
+  ::chmod(folder_.path().c_str(), 0755);
+  EXPECT_EQ(said, "");
+  EXPECT_EQ(refused, "Datastore '" + path_ +
+                         "': the file or its directory cannot be written to");
+}
+
+TEST_F(commands, what_only_the_log_has_is_not_left_out_in_silence) {
+  datastore::database writing = open_to_write(here_);
+  writing.execute("UPDATE run SET note = 'new'");
+  const std::string copy = folder_.file("copy");
+  std::filesystem::create_directory(copy);
+  std::filesystem::copy(path_, copy + "/zelk.db");
+  std::filesystem::copy(path_ + "-wal", copy + "/zelk.db-wal");
+  for (const char* name : {"/zelk.db", "/zelk.db-wal"})
+    ASSERT_EQ(::chmod((copy + name).c_str(), 0444), 0);
+  ASSERT_EQ(::chmod(folder_.path().c_str(), 0755), 0);
+  ASSERT_EQ(::chmod(copy.c_str(), 0555), 0);
+  const bool root = ::geteuid() == 0;
+  if (root) {
+    ASSERT_EQ(::seteuid(65534), 0);
+  }
+  const std::string said =
+      complaint_of([&] { open_to_read(place_of(copy + "/zelk.db")); });
+  if (root) {
+    ASSERT_EQ(::seteuid(0), 0);
+  }
+  ::chmod(copy.c_str(), 0755);
+  EXPECT_NE(said.find("it or its directory cannot be written to, and '" + copy +
+                      "/zelk.db-wal' cannot be read without"),
+            std::string::npos)
+      << said;
 }
 
 TEST_F(commands, names_with_escapes_reach_no_terminal) {
@@ -244,9 +318,9 @@ TEST_F(commands, a_damaged_file_changes_nothing) {
   std::string bad = good;
   bad[bad.size() / 2] = static_cast<char>(~bad[bad.size() / 2]);
   EXPECT_EQ(import(folder_.write("flipped", bad)), 2);
-  EXPECT_EQ(import(folder_.file("nowhere")), 2);
-  EXPECT_EQ(import(folder_.path()), 2);
-  EXPECT_EQ(import("/dev/zero"), 2);
+  for (const std::string& file :
+       {folder_.file("nowhere"), folder_.path(), std::string("/dev/zero")})
+    EXPECT_THROW(import(file), refusal) << file;
   EXPECT_EQ(in_other("SELECT count(*) FROM v_run"), 0);
   EXPECT_EQ(in_other("SELECT count(*) FROM v_result"), 0);
 }
@@ -391,6 +465,17 @@ TEST_F(pruning, never_removes_a_run_that_is_running) {
   options_.keep = "0";
   options_.keep_labels = {""};
   EXPECT_EQ(left(), "2");
+}
+
+TEST_F(pruning, takes_a_run_whose_process_died_for_one_that_has_ended) {
+  {
+    datastore::database base = open_to_write(here_);
+    accumulate::reopen_run(base, 2);
+    accumulate::reopen_run(base, 3);
+    base.execute("UPDATE run SET owner_pid = 999999999 WHERE number = 3");
+  }
+  options_.keep = "0";
+  EXPECT_EQ(left(), "1,2,4");
 }
 
 TEST_F(pruning, needs_an_agreement_without_a_terminal) {

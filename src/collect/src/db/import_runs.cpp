@@ -205,6 +205,21 @@ util::unique_fd open_file(const std::string& name) {
   return fd;
 }
 
+// Throws when none of them is a file: then nothing is begun.
+void check_files(const std::vector<std::string>& names) {
+  std::string why;
+  for (const std::string& name : names) {
+    try {
+      open_file(name);
+      return;
+    } catch (const refused_file& error) {
+      why += (why.empty() ? "" : "\n") +
+             ("'" + visible_text(name) + "': " + error.what());
+    }
+  }
+  throw refusal(why);
+}
+
 void import_file(result_table& table, const std::string& name,
                  const import_options& options, import_counts& counts) {
   const util::unique_fd fd = open_file(name);
@@ -253,6 +268,7 @@ bool import_one(result_table& table, const std::string& name,
 
 int import_runs(const place& where, const import_options& options) {
   if (options.files.empty()) throw refusal("import needs a FILE");
+  check_files(options.files);
   // Looked at first, as by all commands: it must be there, and be one.
   open_to_read(where);
   accumulate::result_table_options settings;

@@ -21,6 +21,8 @@ constexpr char source[] = "src/collect/src/db/opening";
 // Of waiting, before it is said what for.
 constexpr milliseconds notice{1000};
 
+}  // namespace
+
 void check_file(const std::string& path) {
   struct stat found = {};
   const bool there = ::stat(path.c_str(), &found) == 0;
@@ -32,6 +34,8 @@ void check_file(const std::string& path) {
                 "': there is none; 'zelk-db init' makes one, and so does the "
                 "first 'zelk-accumulate'");
 }
+
+namespace {
 
 void warn_of_network(const std::string& path) {
   const std::string network = datastore::network_file_system(path);

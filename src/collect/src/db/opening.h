@@ -19,6 +19,9 @@ struct place {
   std::chrono::seconds wait{30};
 };
 
+// Throws when there is no file, or an empty one.
+void check_file(const std::string& path);
+
 // For commands that cannot change anything, whatever they are told.
 datastore::database open_to_read(const place& where);
 

@@ -54,12 +54,21 @@ bool keeps_label(const prune_options& options, const std::string& label) {
 // "", or why the run stays.
 std::string protection(const run& each, const keeping& keep,
                        const std::set<std::int64_t>& newest,
+                       const std::set<std::int64_t>& abandoned,
                        const prune_options& options) {
-  if (each.state == accumulate::run_state::running) return "it is running";
+  if (each.state == accumulate::run_state::running &&
+      !abandoned.contains(each.number))
+    return "it is running";
   if (newest.count(each.number) > 0) return "it is one of the newest";
   if (each.started_usec >= keep.since_usec) return "it is new enough";
   if (keeps_label(options, each.label)) return "it has a label";
   return "";
+}
+
+// Runs that say they are running, and that nobody fills any more.
+std::set<std::int64_t> abandoned_runs(database& base) {
+  const std::vector<std::int64_t> numbers = accumulate::abandoned_runs(base);
+  return {numbers.begin(), numbers.end()};
 }
 
 std::set<std::int64_t> newest_runs(database& base, std::int64_t count) {
@@ -79,9 +88,10 @@ std::vector<run> select(database& base, const prune_options& options) {
   std::reverse(all.begin(), all.end());
   if (!options.runs.empty()) all = select_runs(base, options.runs);
   const std::set<std::int64_t> newest = newest_runs(base, keep.newest);
+  const std::set<std::int64_t> abandoned = abandoned_runs(base);
   std::vector<run> going;
   for (const run& each : all) {
-    const std::string why = protection(each, keep, newest, options);
+    const std::string why = protection(each, keep, newest, abandoned, options);
     if (why.empty()) {
       going.push_back(each);
       continue;
@@ -127,7 +137,9 @@ void check_agreement(const std::vector<run>& runs,
 bool may_still_go(database& base, const run& each,
                   const prune_options& options) {
   const std::optional<run> now = accumulate::find_run(base, each.number);
-  return now && now->state != accumulate::run_state::running &&
+  return now &&
+         (now->state != accumulate::run_state::running ||
+          abandoned_runs(base).contains(each.number)) &&
          !keeps_label(options, now->label);
 }
 

@@ -103,6 +103,8 @@ json json_of_run(const accumulate::run& run) {
           {"ended_usec", run.ended_usec},
           {"nodes", run.nodes},
           {"nodes_expected", run.nodes_expected},
+          {"nodes_answered", run.nodes_answered},
+          {"nodes_not_expected", accumulate::nodes_not_expected(run)},
           {"results", run.results},
           {"results_expected", run.results_expected}};
 }

@@ -98,6 +98,14 @@ std::string share(std::int64_t came, std::int64_t expected) {
   return fmt::format("{}/{}", came, expected);
 }
 
+std::string node_share(const run& each) {
+  if (each.nodes_expected == 0) return fmt::format("{}", each.nodes);
+  const std::string text = share(each.nodes_answered, each.nodes_expected);
+  const std::int64_t strangers = accumulate::nodes_not_expected(each);
+  return strangers == 0 ? text
+                        : fmt::format("{} +{} not expected", text, strangers);
+}
+
 std::string or_dash(const std::string& text) {
   return text.empty() ? "-" : text;
 }
@@ -125,8 +133,7 @@ void print_table(const std::vector<run>& runs,
                each.ended_usec == 0
                    ? "-"
                    : short_duration(each.ended_usec - each.started_usec),
-               or_dash(visible_text(each.label)),
-               share(each.nodes, each.nodes_expected),
+               or_dash(visible_text(each.label)), node_share(each),
                share(each.results, each.results_expected),
                state_text(each, abandoned), visible_text(each.note)});
   table.write(std::cout);

@@ -40,6 +40,8 @@ std::vector<std::int64_t> matching(database& base, const run& from,
     ids.push_back(id);
     return true;
   });
+  if (options.result != 0)
+    std::erase_if(ids, [&](std::int64_t id) { return id != options.result; });
   if (options.option_id.empty()) return ids;
   std::erase_if(ids, [&](std::int64_t id) {
     const std::optional<provider_result> result =
@@ -63,9 +65,10 @@ std::string reason_of(database& base, const run& from,
                       const show_options& options) {
   for (const accumulate::missing_result& missing :
        accumulate::missing_results(base, from.number)) {
-    const bool same = missing.what.node == options.node &&
-                      (missing.what.provider.empty() ||
-                       missing.what.provider == options.provider);
+    const bool same =
+        missing.what.node == options.node &&
+        (missing.what.provider.empty() || options.provider.empty() ||
+         missing.what.provider == options.provider);
     if (same && !missing.reason.empty()) return visible_text(missing.reason);
     if (same) return "it was expected and did not come";
   }
@@ -78,6 +81,8 @@ std::string reason_of(database& base, const run& from,
   if (!options.node.empty()) text += " of '" + visible_text(options.node) + "'";
   if (!options.provider.empty())
     text += " by '" + visible_text(options.provider) + "'";
+  if (options.result != 0)
+    text += fmt::format(" with the number {}", options.result);
   const std::string reason = reason_of(base, from, options);
   if (!reason.empty()) throw refusal(text + ": " + reason);
   const std::string nodes = nodes_of(base, from);
@@ -95,12 +100,12 @@ std::string candidate(const provider_result& result) {
                                  const std::vector<std::int64_t>& ids) {
   std::string text = fmt::format(
       "{} results of run {} are meant; name NODE, PROVIDER and --option, or "
-      "ask "
-      "for --header:",
+      "one "
+      "of these by --result, or ask for --header:",
       ids.size(), from.number);
   for (std::size_t i = 0; i < std::min(ids.size(), most_listed); ++i)
     if (const auto result = accumulate::read_result(base, ids[i]))
-      text += "\n  " + candidate(*result);
+      text += fmt::format("\n  {} --result {}", candidate(*result), ids[i]);
   if (ids.size() > most_listed) text += "\n  ...";
   throw refusal(text);
 }

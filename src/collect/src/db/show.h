@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "src/collect/src/db/opening.h"
@@ -13,6 +14,7 @@ struct show_options {
   std::string node = {};      // empty: any, if there is one result only
   std::string provider = {};  // the same, as the next
   std::string option_id = {};
+  std::int64_t result = 0;  // its number; 0: any
   bool from_stderr = false;
   bool decode = false;  // base64, where the result says that it is
   bool header = false;  // the fields instead, of all results that match

@@ -51,7 +51,7 @@ bool is_index_fault(std::string_view line) {
          line.starts_with("non-unique entry in index");
 }
 
-void check_file(database& base, faults& found) {
+void check_structure(database& base, faults& found) {
   datastore::statement query(base, "PRAGMA integrity_check(1000)");
   while (query.step()) {
     const std::string line(query.bytes(0));
@@ -67,7 +67,7 @@ faults look(database& base) {
   // One moment of the file, whatever others do meanwhile.
   base.execute("BEGIN");
   try {
-    check_file(base, found);
+    check_structure(base, found);
     accumulate::verify_datastore(
         base, [&](const std::string& text) { found.complain(text); });
     found.repairable += accumulate::count_repairable_faults(base);
@@ -147,6 +147,7 @@ int vacuum_datastore(const place& where, bool quiet) {
 }
 
 int migrate_datastore(const place& where, bool dry_run, bool quiet) {
+  check_file(where.path);
   accumulate::migration_report report;
   try {
     report = accumulate::migrate_datastore(where.path, dry_run);

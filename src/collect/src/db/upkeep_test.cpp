@@ -200,8 +200,15 @@ TEST_F(upkeep, has_nothing_to_migrate_yet) {
   EXPECT_EQ(migrate_datastore(here_, true, false), 0);
   EXPECT_EQ(migrate_datastore(here_, false, false), 0);
   EXPECT_EQ(output.out(),
-            "version 1: nothing to do\nversion 1: nothing to do\n");
+            "version 2: nothing to do\nversion 2: nothing to do\n");
   EXPECT_FALSE(std::filesystem::exists(path_ + ".v1"));
+}
+
+TEST_F(upkeep, says_that_a_file_to_migrate_is_empty) {
+  const std::string empty = folder_.write("empty", "");
+  EXPECT_EQ(
+      complaint_of([&] { migrate_datastore(place_of(empty), false, false); }),
+      "Datastore '" + empty + "': the file is empty");
 }
 
 }  // namespace
