@@ -31,6 +31,12 @@
 #include "src/common/preproc/preproc.h"
 #include "src/common/str/str.h"
 
+// The worker has no option that tells its version: this text does, to what(1)
+// and to the collector, which looks for it in the program's file.
+extern const char zelk_version_mark[];
+[[gnu::used]] const char zelk_version_mark[] =
+    "@(#)zelk_run_provider " ZELK_VERSION ">";
+
 namespace zelk {
 namespace {
 

@@ -1,0 +1,33 @@
+// What the collector asks of the machine it runs on before it launches
+// anything, in one place so that tests can answer instead.
+
+#pragma once
+
+#include <functional>
+#include <istream>
+#include <string>
+#include <vector>
+
+namespace zelk::collect {
+
+// What a short command said.
+struct command_answer {
+  bool ran = false;     // false: `errors` tells why not
+  int exit_status = 0;  // 124: it took too long and was ended
+  std::string output;
+  std::string errors;
+};
+
+struct surroundings {
+  // "" for one that is not set.
+  std::function<std::string(const char* name)> variable;
+  std::istream* standard_input = nullptr;
+  // Runs a shell command, for at most some seconds.
+  std::function<command_answer(const std::string& command)> run;
+  std::function<std::string()> host_name;
+};
+
+// This machine as it is.
+surroundings real_surroundings();
+
+}  // namespace zelk::collect
