@@ -2,13 +2,14 @@
 # The installed tree is whole, and its files are what their schemas say.
 . "$(dirname "$0")/common.sh"
 
-for file in bin/zelk_run_provider etc/zelk.xml provider/provider.xsd \
+for file in bin/zelk_run_provider bin/zelk-collect etc/zelk.xml provider/provider.xsd \
   share/zelkara/zelk.xsd share/zelkara/description.xsd \
   share/man/man1/zelk_run_provider.1; do
   [ -s "$tree/$file" ] || fail "no $file"
 done
 [ -x "$worker" ] || fail "the worker cannot be run"
-expect "$(ls "$tree/bin")" zelk_run_provider
+expect "$(cd "$tree/bin" && echo *)" "zelk-accumulate zelk-collect zelk-db zelk_run_provider"
+[ ! -e "$tree/provider/src" ] || fail "sources are installed"
 xmllint --noout --nonet --schema "$tree/share/zelkara/zelk.xsd" "$tree/etc/zelk.xml" 2>stderr ||
   fail "etc/zelk.xml"
 for file in "$tree"/etc/providers/*.xml; do
