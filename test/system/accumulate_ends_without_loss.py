@@ -2,6 +2,7 @@
 """SIGTERM under load: what senders that have ended had sent is stored, of the
 others a beginning without a hole, and the end comes in time."""
 
+import atexit
 import signal
 import subprocess
 import sys
@@ -23,8 +24,10 @@ peer.context.term()
 
 
 def start(name, count, size=1024):
-    return subprocess.Popen([sys.executable, "-c", SENDER, server.endpoint,
-                             name, str(count), str(size)])
+    sender = subprocess.Popen([sys.executable, "-c", SENDER, server.endpoint,
+                               name, str(count), str(size)])
+    atexit.register(sender.kill)  # it would go on when a claim is not true
+    return sender
 
 
 for turn in range(3):

@@ -28,7 +28,7 @@ expect_stdout '{"results":6001}'
 db check
 expect_stdout "no fault found"
 # One that holds the lock and does not end is complained about, not waited for.
-python3 -c '
+ZELK_TEST_TAG=$scratch python3 -c '
 import os, sqlite3, time
 base = sqlite3.connect(os.environ["ZELK_DB"], isolation_level=None)
 base.execute("BEGIN IMMEDIATE")
