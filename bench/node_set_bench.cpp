@@ -5,41 +5,26 @@
 // Bar: 1,000 names of any shape are read and folded in less than 10 ms in a
 // release build, with set operators and groups too.
 
-#include <chrono>
+#include <algorithm>
 #include <cstdio>
 #include <functional>
-#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "bench/bench.h"
 #include "src/common/node/node_set.h"
 #include "src/common/node/tokenized_host.h"
 
 namespace {
 
 using zelk::TokenizedHost;
+using zelk::bench::least_ms;
 using zelk::node::expansion;
 using zelk::node::node_set;
 using zelk::node::parse_node_set;
 
 constexpr double bar_ms = 10;
-constexpr int rounds = 21;
-
-// Returns the least time of `work` in milliseconds: whatever else the machine
-// does can only add to it.
-double least_ms(const std::function<void()>& work) {
-  using clock = std::chrono::steady_clock;
-  double least = std::numeric_limits<double>::max();
-  for (int i = 0; i < rounds; ++i) {
-    const clock::time_point start = clock::now();
-    work();
-    const std::chrono::duration<double, std::milli> taken =
-        clock::now() - start;
-    least = std::min(least, taken.count());
-  }
-  return least;
-}
 
 double floor_ms(std::string_view text) {
   return least_ms([&] {

@@ -5,14 +5,13 @@
 // back, whatever they look like, take less than 10 ms each in a release build.
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <functional>
-#include <limits>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "bench/bench.h"
 #include "src/common/node/nodelist.h"
 #include "src/common/node/ranges.h"
 #include "src/common/node/tokenized_host.h"
@@ -20,26 +19,11 @@
 namespace {
 
 using zelk::TokenizedHost;
+using zelk::bench::least_ms;
 using zelk::node::Nodelist;
 using labels = std::vector<std::string>;
 
 constexpr double bar_ms = 10;
-constexpr int rounds = 21;
-
-// Returns the least time of `work` in milliseconds: whatever else the machine
-// does can only add to it.
-double least_ms(const std::function<void()>& work) {
-  using clock = std::chrono::steady_clock;
-  double least = std::numeric_limits<double>::max();
-  for (int i = 0; i < rounds; ++i) {
-    const clock::time_point start = clock::now();
-    work();
-    const std::chrono::duration<double, std::milli> taken =
-        clock::now() - start;
-    least = std::min(least, taken.count());
-  }
-  return least;
-}
 
 double floor_ms(const std::string& text) {
   return least_ms([&] {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "src/collect/src/accumulate/suggestion.h"
+#include "src/common/str/nearest_word.h"
 
 namespace zelk::accumulate {
 
@@ -296,7 +296,7 @@ void option_reader::check_extras(const std::vector<std::string>& options) {
   if (word.starts_with("-") &&
       std::find(known.begin(), known.end(), word) != known.end())
     throw usage_mistake("'" + word + "' stands behind the command");
-  const std::string nearest = nearest_word(word, known);
+  const std::string nearest = str::nearest_word(word, known);
   throw usage_mistake(
       "'" + word + "' is not understood" +
       (nearest.empty() ? "" : "; did you mean '" + nearest + "'?"));

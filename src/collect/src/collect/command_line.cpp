@@ -11,8 +11,8 @@
 #include <string_view>
 
 #include "src/collect/src/collect/exit_codes.h"
-#include "src/collect/src/collect/nearest_word.h"
 #include "src/common/log/settings.h"
+#include "src/common/str/nearest_word.h"
 #include "src/common/str/str.h"
 
 namespace zelk::collect {
@@ -282,7 +282,7 @@ void parser::check_extras() const {
       known.push_back("--" + name);
   const std::string word = extras.front().substr(0, extras.front().find('='));
   throw usage_mistake("'" + word + "' is not understood" +
-                      did_you_mean(word, known));
+                      str::did_you_mean(word, known));
 }
 
 void check_one_of(const char* option, const std::string& value,

@@ -4,9 +4,9 @@
 #include <set>
 #include <vector>
 
-#include "src/collect/src/collect/nearest_word.h"
 #include "src/common/node/node_set.h"
 #include "src/common/preproc/preproc.h"
+#include "src/common/str/nearest_word.h"
 #include "src/common/str/str.h"
 
 namespace zelk::collect {
@@ -87,9 +87,10 @@ node::expansion with_note(const std::string& key, const std::string& value,
     return key == "role" ? has_role(note, value) : note == value;
   });
   if (found.names.empty())
-    found.problem = "no node has the " + key + " '" + value + "'" +
-                    did_you_mean(value, key == "role" ? roles_of(*nodes)
-                                                      : subclusters_of(*nodes));
+    found.problem =
+        "no node has the " + key + " '" + value + "'" +
+        str::did_you_mean(
+            value, key == "role" ? roles_of(*nodes) : subclusters_of(*nodes));
   return found;
 }
 

@@ -12,11 +12,11 @@
 #include <utility>
 
 #include "src/collect/src/collect/cluster_groups.h"
-#include "src/collect/src/collect/nearest_word.h"
 #include "src/collect/src/collect/node_groups.h"
 #include "src/common/node/natural_order.h"
 #include "src/common/node/node_set.h"
 #include "src/common/node/tokenized_host.h"
+#include "src/common/str/nearest_word.h"
 #include "src/common/util/errno_text.h"
 
 namespace zelk::collect {
@@ -212,7 +212,7 @@ void selector::keep_noted(name_list& names, const char* key,
   for (const std::string& value : values)
     if (std::find(known.begin(), known.end(), value) == known.end())
       refuse("no node of '" + settings_.nodefile + "' has the " + key + " '" +
-             value + "'" + did_you_mean(value, known));
+             value + "'" + str::did_you_mean(value, known));
   std::erase_if(names, [&](const std::string& name) {
     const std::string noted = note(name, key);
     return std::none_of(

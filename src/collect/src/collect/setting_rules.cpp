@@ -4,7 +4,7 @@
 #include <charconv>
 #include <cstdint>
 
-#include "src/collect/src/collect/nearest_word.h"
+#include "src/common/str/nearest_word.h"
 
 namespace zelk::collect {
 
@@ -245,7 +245,7 @@ std::string none_of(const std::string& value,
                     const std::vector<std::string>& known) {
   if (std::find(known.begin(), known.end(), value) != known.end()) return "";
   return "expected one of" + (" " + joined(known)) + found_text(value) +
-         did_you_mean(value, known);
+         str::did_you_mean(value, known);
 }
 
 }  // namespace zelk::collect

@@ -9,7 +9,7 @@
 #include <set>
 #include <system_error>
 
-#include "src/collect/src/collect/nearest_word.h"
+#include "src/common/str/nearest_word.h"
 #include "src/common/str/str.h"
 #include "src/common/util/errno_text.h"
 
@@ -83,7 +83,7 @@ std::string chooser::stem_of_name(const std::string& name,
         descriptions_.read(descriptions_.path_of(stem));
     if (one != nullptr && one->name == name) return stem;
   }
-  std::string hint = did_you_mean(name, names);
+  std::string hint = str::did_you_mean(name, names);
   if (settings_.suites.contains(name) || name == default_suite ||
       name == all_suite)
     hint = "; the suite is '@" + name + "'";
@@ -112,7 +112,7 @@ std::set<std::string> chooser::stems_of_suite(const std::string& name,
     const std::vector<std::string> all = descriptions_.names();
     if (name == all_suite) return {all.begin(), all.end()};
     refuse(where, "there is no suite '@" + name + "'" +
-                      did_you_mean("@" + name, suite_names(settings_)));
+                      str::did_you_mean("@" + name, suite_names(settings_)));
   }
   if (std::count(open_suites_.begin(), open_suites_.end(), name) != 0)
     refuse(found->second.where, "the suite '@" + name + "' holds itself");

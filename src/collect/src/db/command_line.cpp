@@ -8,13 +8,13 @@
 
 #include "src/collect/src/accumulate/exit_codes.h"
 #include "src/collect/src/accumulate/schema.h"
-#include "src/collect/src/accumulate/suggestion.h"
 #include "src/collect/src/db/archive_format.h"
 #include "src/collect/src/db/fact_printer.h"
 #include "src/collect/src/db/row_printer.h"
 #include "src/collect/src/db/visible_text.h"
 #include "src/common/log/settings.h"
 #include "src/common/names/names.h"
+#include "src/common/str/nearest_word.h"
 
 namespace zelk::db {
 
@@ -316,7 +316,7 @@ void parser::check_extras() const {
   if (word.starts_with("-") &&
       std::find(known.begin(), known.end(), word) != known.end())
     throw mistake{"'" + word + "' stands behind the command"};
-  const std::string nearest = accumulate::nearest_word(word, known);
+  const std::string nearest = str::nearest_word(word, known);
   throw mistake{"'" + word + "' is not understood" +
                 (nearest.empty() ? "" : "; did you mean '" + nearest + "'?")};
 }
@@ -343,7 +343,7 @@ void check_one_of(const std::string& name, const std::string& value,
   std::string text = name + ": '" + value + "' is none of";
   for (const std::string& known : values)
     text += " " + known;
-  const std::string nearest = accumulate::nearest_word(value, values);
+  const std::string nearest = str::nearest_word(value, values);
   throw mistake{text +
                 (nearest.empty() ? "" : "; did you mean '" + nearest + "'?")};
 }

@@ -6,11 +6,11 @@
 #include <charconv>
 #include <optional>
 
-#include "src/collect/src/accumulate/suggestion.h"
 #include "src/collect/src/db/failure.h"
 #include "src/collect/src/db/size_text.h"
 #include "src/collect/src/db/time_text.h"
 #include "src/collect/src/db/visible_text.h"
+#include "src/common/str/nearest_word.h"
 
 namespace zelk::db {
 
@@ -52,7 +52,7 @@ std::string listed(const std::vector<std::string>& words) {
 std::string candidate_labels(database& base, std::string_view label) {
   const std::vector<std::string> known = labels(base);
   if (known.empty()) return "no run has a label";
-  const std::string nearest = accumulate::nearest_word(label, known);
+  const std::string nearest = str::nearest_word(label, known);
   if (!nearest.empty())
     return "did you mean 'label:" + visible_text(nearest) + "'?";
   return "labels are " + listed(known);
@@ -114,7 +114,7 @@ bool is_form_of_one(std::string_view text) {
   if (std::find(known.begin(), known.end(), text) != known.end())
     throw refusal("'" + typed + "' is not a run; did you mean 'label:" + typed +
                   "'?");
-  const std::string nearest = accumulate::nearest_word(text, {"latest"});
+  const std::string nearest = str::nearest_word(text, {"latest"});
   if (!nearest.empty())
     throw refusal("'" + typed + "' is not a run; did you mean 'latest'?");
   throw refusal("'" + typed +

@@ -1,9 +1,9 @@
-#include "src/collect/src/accumulate/suggestion.h"
+#include "src/common/str/nearest_word.h"
 
 #include <algorithm>
 #include <cstddef>
 
-namespace zelk::accumulate {
+namespace zelk::str {
 
 namespace {
 
@@ -45,4 +45,10 @@ std::string nearest_word(std::string_view word,
   return best;
 }
 
-}  // namespace zelk::accumulate
+std::string did_you_mean(std::string_view word,
+                         const std::vector<std::string>& known) {
+  const std::string nearest = nearest_word(word, known);
+  return nearest.empty() ? "" : "; did you mean '" + nearest + "'?";
+}
+
+}  // namespace zelk::str

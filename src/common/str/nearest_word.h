@@ -6,16 +6,20 @@
 #include <string_view>
 #include <vector>
 
-namespace zelk::accumulate {
+namespace zelk::str {
 
 // Returns the one of `known` that needs the fewest single changes to become
 // `word` (a byte added, removed or replaced, two neighbours swapped), or ""
 // when the nearest is another word altogether.
 //
-//   ("lisen", {"listen", "scan"})   "listen"
-//   ("--bnid", {"--bind"})          "--bind"
-//   ("frobnicate", {"scan"})        ""
+//   ("--fanuot", {"--fanout"})       "--fanout"
+//   ("memroy", {"memory", "mount"})  "memory"
+//   ("frobnicate", {"memory"})       ""
 std::string nearest_word(std::string_view word,
                          const std::vector<std::string>& known);
 
-}  // namespace zelk::accumulate
+// Returns "; did you mean 'X'?" for the nearest word, or "".
+std::string did_you_mean(std::string_view word,
+                         const std::vector<std::string>& known);
+
+}  // namespace zelk::str
