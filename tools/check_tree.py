@@ -18,6 +18,7 @@ BASE = {"log", "names", "str"}
 LAYERS = {
     "src/common/names": set(),
     "src/common/str": set(),
+    "src/common/text": {"names", "str"},
     "src/common/log": {"names", "str"},
     "src/common/xml": BASE,
     "src/common/node": BASE,
@@ -26,18 +27,25 @@ LAYERS = {
     "src/collect/src/utils": BASE | {"node"},
     "src/collect/src/provider":
         BASE | {"utils", "preproc", "node", "util", "datastore"},
-    "src/common/datastore": BASE,
+    "src/common/datastore": BASE | {"text"},
     "src/collect/src/accumulate":
-        BASE | {"util", "node", "preproc", "datastore", "provider"},
+        BASE | {"text", "util", "node", "preproc", "datastore",
+                "provider"},
     "src/common/facts": BASE | {"preproc"},
+    "src/collect/src/reading":
+        BASE | {"text", "node", "facts", "datastore", "accumulate"},
     "src/collect/src/db":
-        BASE | {"util", "node", "preproc", "facts", "datastore", "provider",
-                "accumulate"},
+        BASE | {"text", "util", "node", "preproc", "facts", "datastore",
+                "provider", "accumulate", "reading"},
+    "src/check":
+        BASE | {"text", "xml", "node", "util", "preproc", "facts", "datastore",
+                "accumulate", "reading"},
     "src/collect/src/collect":
         BASE | {"xml", "node", "util", "preproc", "utils"},
     "src/collect/src":
         BASE | {"xml", "node", "util", "preproc", "utils", "provider",
-                "datastore", "accumulate", "db", "collect"},
+                "datastore", "text", "accumulate", "reading", "db",
+                "collect"},
 }
 # Test support lies in the folder that it serves, and only tests may use it,
 # those of other folders included.

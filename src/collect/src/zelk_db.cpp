@@ -9,24 +9,24 @@
 #include "src/collect/src/accumulate/datastore_location.h"
 #include "src/collect/src/accumulate/exit_codes.h"
 #include "src/collect/src/db/command_line.h"
-#include "src/collect/src/db/failure.h"
 #include "src/collect/src/db/upkeep.h"
-#include "src/collect/src/db/visible_text.h"
+#include "src/collect/src/reading/failure.h"
 #include "src/common/log/settings.h"
 #include "src/common/str/str.h"
+#include "src/common/text/visible_text.h"
 
 namespace zelk::db {
 namespace {
 
-place find_place(const command_line& line) {
+reading::place find_place(const command_line& line) {
   const accumulate::datastore_location found =
       accumulate::find_datastore(line.datastore);
-  if (!found.problem.empty()) throw refusal("--db: " + found.problem);
+  if (!found.problem.empty()) throw reading::refusal("--db: " + found.problem);
   return {found.path, std::chrono::seconds(line.wait_sec)};
 }
 
 int perform(const command_line& line) {
-  const place where = find_place(line);
+  const reading::place where = find_place(line);
   switch (line.what) {
     case command::info:
       return show_info(where, line.info);
@@ -61,7 +61,7 @@ int complain(const std::exception& error, int status) {
   // A list of candidates has lines of its own, which are fit to be shown.
   for (const std::string& line : str::split(error.what(), '\n'))
     std::cerr << (line.starts_with(' ') ? "" : "zelk-db: ")
-              << visible_text(line) << '\n';
+              << text::visible_text(line) << '\n';
   return status;
 }
 
@@ -85,7 +85,7 @@ int main(int argc, char* argv[]) {
   log::LOG_LEVEL = line.log_level;
   try {
     return db::checked_output(db::perform(line));
-  } catch (const db::refusal& error) {
+  } catch (const reading::refusal& error) {
     return db::complain(error, accumulate::exit_unusable);
   } catch (const std::exception& error) {
     return db::complain(error, accumulate::exit_nothing);

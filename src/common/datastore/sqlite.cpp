@@ -13,8 +13,8 @@
 #include <sqlite3.h>
 
 #include "src/common/datastore/unchanging_file.h"
-#include "src/common/datastore/utf8.h"
 #include "src/common/log/error_log.h"
+#include "src/common/text/utf8.h"
 
 namespace zelk::datastore {
 
@@ -389,7 +389,8 @@ statement& statement::bind_blob(int index, std::string_view bytes) {
 }
 
 statement& statement::bind_bytes(int index, std::string_view bytes) {
-  return is_text(bytes) ? bind_text(index, bytes) : bind_blob(index, bytes);
+  return text::is_text(bytes) ? bind_text(index, bytes)
+                              : bind_blob(index, bytes);
 }
 
 // A bind refuses what is over SQLite's limit for one value (1,000,000,000

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "src/collect/src/accumulate/stored_header.h"
-#include "src/common/datastore/utf8.h"
+#include "src/common/text/utf8.h"
 
 namespace zelk::accumulate {
 
@@ -14,7 +14,7 @@ constexpr std::size_t kept_capacity = 4096;  // bytes
 
 void name_block(sha256& hash, named_block& block) {
   block.name = block.bytes.empty() ? digest{} : hash({block.bytes});
-  block.text = datastore::is_text(block.bytes);
+  block.text = text::is_text(block.bytes);
 }
 
 void empty_block(named_block& block) {

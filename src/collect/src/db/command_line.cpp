@@ -11,10 +11,10 @@
 #include "src/collect/src/db/archive_format.h"
 #include "src/collect/src/db/fact_printer.h"
 #include "src/collect/src/db/row_printer.h"
-#include "src/collect/src/db/visible_text.h"
 #include "src/common/log/settings.h"
 #include "src/common/names/names.h"
 #include "src/common/str/nearest_word.h"
+#include "src/common/text/visible_text.h"
 
 namespace zelk::db {
 
@@ -295,8 +295,8 @@ int parser::show_version() {
 }
 
 int parser::complain(const std::string& text) {
-  std::cerr << program << ": " << visible_text(text) << "\nTry '" << program
-            << " --help'.\n";
+  std::cerr << program << ": " << text::visible_text(text) << "\nTry '"
+            << program << " --help'.\n";
   return accumulate::exit_unusable;
 }
 

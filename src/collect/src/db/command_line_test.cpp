@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "src/collect/src/db/test_output.h"
+#include "src/collect/src/reading/test_output.h"
 
 namespace zelk::db {
 namespace {
@@ -16,7 +16,7 @@ struct outcome {
 
 outcome read(std::vector<const char*> words) {
   words.insert(words.begin(), "zelk-db");
-  const captured_output output;
+  const reading::captured_output output;
   outcome result;
   result.status = read_command_line(static_cast<int>(words.size()),
                                     words.data(), result.line);

@@ -10,15 +10,15 @@
 
 #include "src/collect/src/accumulate/schema.h"
 #include "src/collect/src/db/export_runs.h"
-#include "src/collect/src/db/failure.h"
 #include "src/collect/src/db/import_runs.h"
 #include "src/collect/src/db/info.h"
 #include "src/collect/src/db/prune.h"
 #include "src/collect/src/db/query.h"
 #include "src/collect/src/db/run_list.h"
 #include "src/collect/src/db/show.h"
-#include "src/collect/src/db/test_output.h"
 #include "src/collect/src/db/upkeep.h"
+#include "src/collect/src/reading/failure.h"
+#include "src/collect/src/reading/test_output.h"
 
 namespace zelk::db {
 namespace {
@@ -27,16 +27,16 @@ class commands : public testing::Test {
  protected:
   commands()
       : path_(folder_.file("zelk.db")),
-        here_(place_of(path_)),
-        other_(place_of(folder_.file("other.db"))) {
-    add_run(path_, 1, "nightly");
-    add_run(path_, 2);
+        here_(reading::place_of(path_)),
+        other_(reading::place_of(folder_.file("other.db"))) {
+    reading::add_run(path_, 1, "nightly");
+    reading::add_run(path_, 2);
   }
 
   // What `command` prints; its status is kept.
   template <typename Command>
   std::string printed(const Command& command) {
-    const captured_output output;
+    const reading::captured_output output;
     status_ = command();
     said_ = output.error();
     return output.out();
@@ -62,18 +62,18 @@ class commands : public testing::Test {
   void make_other() { accumulate::open_datastore(other_.path); }
 
   std::int64_t in_other(std::string_view sql) {
-    return number_in(other_.path, sql);
+    return reading::number_in(other_.path, sql);
   }
 
-  int check(const place& where) {
+  int check(const reading::place& where) {
     printed_ = printed([&] { return check_datastore(where, false, false); });
     return status_;
   }
 
   datastore::scratch folder_;
   std::string path_;
-  place here_;
-  place other_;
+  reading::place here_;
+  reading::place other_;
   int status_ = -1;
   std::string said_;
   std::string printed_;
@@ -111,16 +111,16 @@ TEST_F(commands, runs_are_chosen_by_node_label_and_age) {
   EXPECT_EQ(count(), 2U);
   for (const char* set : {"node[3-1]", "node[1-", "a b"}) {
     options.nodes = {set};
-    EXPECT_THROW(count(), refusal) << set;
+    EXPECT_THROW(count(), reading::refusal) << set;
   }
   options.nodes.clear();
   options.since = "yesterday";
-  EXPECT_THROW(count(), refusal);
+  EXPECT_THROW(count(), reading::refusal);
 }
 
 TEST_F(commands, a_run_whose_process_died_is_not_said_to_run) {
   {
-    datastore::database base = open_to_write(here_);
+    datastore::database base = reading::open_to_write(here_);
     accumulate::create_run(base, {});
     accumulate::create_run(base, {});
     base.execute("UPDATE run SET owner_pid = 999999999 WHERE number = 4");
@@ -136,9 +136,9 @@ TEST_F(commands, a_run_whose_process_died_is_not_said_to_run) {
   for (const auto& each : runs)
     EXPECT_EQ(each["abandoned"], each["run"] == 4) << each;
   // Looking changes nothing.
-  EXPECT_EQ(number_in(path_,
-                      "SELECT count(*) FROM v_run WHERE state = "
-                      "'running'"),
+  EXPECT_EQ(reading::number_in(path_,
+                               "SELECT count(*) FROM v_run WHERE state = "
+                               "'running'"),
             2);
 }
 
@@ -150,7 +150,7 @@ TEST_F(commands, a_result_is_shown_byte_for_byte) {
 
 TEST_F(commands, a_result_that_is_not_there_is_explained) {
   const auto why = [&](const show_options& options) {
-    return complaint_of([&] { show_result(here_, options); });
+    return reading::complaint_of([&] { show_result(here_, options); });
   };
   EXPECT_EQ(why({"1", "silent", "cpu"}),
             "Run 1 has no result of 'silent' by 'cpu': no answer");
@@ -171,7 +171,7 @@ TEST_F(commands, one_of_two_results_of_the_same_kind_is_chosen_by_its_number) {
   table.write(row);
   table.flush();
   show_options options{"1", "node1", "cpu"};
-  EXPECT_NE(complaint_of([&] {
+  EXPECT_NE(reading::complaint_of([&] {
               show_result(here_, options);
             }).find("node1 cpu None --result 13"),
             std::string::npos);
@@ -181,7 +181,7 @@ TEST_F(commands, one_of_two_results_of_the_same_kind_is_chosen_by_its_number) {
   EXPECT_EQ(printed([&] { return show_result(here_, options); }),
             std::string("out of \x00 \xff ", 10) + "cpu");
   options.result = 7;
-  EXPECT_EQ(complaint_of([&] { show_result(here_, options); }),
+  EXPECT_EQ(reading::complaint_of([&] { show_result(here_, options); }),
             "Run 1 has no result of 'node1' by 'cpu' with the number 7; it has "
             "results of node[1-3]");
 }
@@ -194,11 +194,12 @@ TEST_F(commands, a_datastore_in_a_folder_that_cannot_be_written_is_read) {
   if (root) {
     ASSERT_EQ(::seteuid(65534), 0);
   }
-  const std::string said = complaint_of([&] {
+  const std::string said = reading::complaint_of([&] {
     EXPECT_NE(printed([&] { return list_runs(here_, {}); }).find("nightly"),
               std::string::npos);
   });
-  const std::string refused = complaint_of([&] { open_to_write(here_); });
+  const std::string refused =
+      reading::complaint_of([&] { reading::open_to_write(here_); });
   if (root) {
     ASSERT_EQ(::seteuid(0), 0);
   }
@@ -209,7 +210,7 @@ TEST_F(commands, a_datastore_in_a_folder_that_cannot_be_written_is_read) {
 }
 
 TEST_F(commands, what_only_the_log_has_is_not_left_out_in_silence) {
-  datastore::database writing = open_to_write(here_);
+  datastore::database writing = reading::open_to_write(here_);
   writing.execute("UPDATE run SET note = 'new'");
   const std::string copy = folder_.file("copy");
   std::filesystem::create_directory(copy);
@@ -223,8 +224,8 @@ TEST_F(commands, what_only_the_log_has_is_not_left_out_in_silence) {
   if (root) {
     ASSERT_EQ(::seteuid(65534), 0);
   }
-  const std::string said =
-      complaint_of([&] { open_to_read(place_of(copy + "/zelk.db")); });
+  const std::string said = reading::complaint_of(
+      [&] { reading::open_to_read(reading::place_of(copy + "/zelk.db")); });
   if (root) {
     ASSERT_EQ(::seteuid(0), 0);
   }
@@ -258,8 +259,8 @@ TEST_F(commands, names_with_escapes_reach_no_terminal) {
   all += printed([&] { return show_info(here_, {}); });
   all += printed([&] { return show_result(here_, header); });
   all += printed([&] { return run_query(here_, query); });
-  all += complaint_of([&] { show_result(here_, {"2"}); });
-  all += complaint_of([&] { show_result(here_, {"2", "nobody"}); });
+  all += reading::complaint_of([&] { show_result(here_, {"2"}); });
+  all += reading::complaint_of([&] { show_result(here_, {"2", "nobody"}); });
   for (const char c : all)
     ASSERT_TRUE(c == '\n' || (c >= ' ' && c < '\x7f')) << all;
 }
@@ -277,9 +278,9 @@ TEST_F(commands, a_query_stops_at_its_rows) {
             "more\n");
   options.sql.clear();
   options.file = folder_.file("nowhere.sql");
-  EXPECT_THROW(run_query(here_, options), refusal);
+  EXPECT_THROW(run_query(here_, options), reading::refusal);
   options.file = folder_.path();
-  EXPECT_THROW(run_query(here_, options), refusal);
+  EXPECT_THROW(run_query(here_, options), reading::refusal);
 }
 
 TEST_F(commands, what_is_exported_is_imported_whole) {
@@ -320,7 +321,7 @@ TEST_F(commands, a_damaged_file_changes_nothing) {
   EXPECT_EQ(import(folder_.write("flipped", bad)), 2);
   for (const std::string& file :
        {folder_.file("nowhere"), folder_.path(), std::string("/dev/zero")})
-    EXPECT_THROW(import(file), refusal) << file;
+    EXPECT_THROW(import(file), reading::refusal) << file;
   EXPECT_EQ(in_other("SELECT count(*) FROM v_run"), 0);
   EXPECT_EQ(in_other("SELECT count(*) FROM v_result"), 0);
 }
@@ -332,7 +333,7 @@ TEST_F(commands, an_import_that_was_killed_is_completed) {
     accumulate::result_table table(other_.path, {});
     accumulate::run wanted;
     {
-      datastore::database base = open_to_read(here_);
+      datastore::database base = reading::open_to_read(here_);
       wanted = *accumulate::find_run(base, 1);
     }
     table.use_run(accumulate::create_run(table.database(), wanted));
@@ -354,7 +355,7 @@ TEST_F(commands, an_import_that_was_killed_is_completed) {
 
 // The same record may have come by another way.
 TEST_F(commands, results_that_another_run_has_stay_there) {
-  add_run(other_.path, 1, "by hand");
+  reading::add_run(other_.path, 1, "by hand");
   ASSERT_EQ(import(exported({"1"})), 0);
   EXPECT_EQ(in_other("SELECT count(*) FROM v_result"), 6);
   EXPECT_EQ(in_other("SELECT sum(results) FROM v_run"), 6);
@@ -368,7 +369,7 @@ TEST_F(commands, a_run_that_is_being_filled_is_not_moved) {
   accumulate::result_table table(other_.path, {});
   accumulate::run wanted;
   {
-    datastore::database base = open_to_read(here_);
+    datastore::database base = reading::open_to_read(here_);
     wanted = *accumulate::find_run(base, 1);
   }
   accumulate::create_run(table.database(), wanted);  // ours, and we live
@@ -377,21 +378,21 @@ TEST_F(commands, a_run_that_is_being_filled_is_not_moved) {
   std::swap(here_, other_);
   export_options options;
   options.output = folder_.file("x");
-  const captured_output output;
-  EXPECT_THROW(export_runs(here_, options), refusal);
+  const reading::captured_output output;
+  EXPECT_THROW(export_runs(here_, options), reading::refusal);
   EXPECT_FALSE(std::filesystem::exists(options.output));
 }
 
 TEST_F(commands, an_export_replaces_nothing_unasked) {
   export_options options;
   options.output = folder_.write("mine", "precious");
-  EXPECT_THROW(export_runs(here_, options), refusal);
+  EXPECT_THROW(export_runs(here_, options), reading::refusal);
   EXPECT_EQ(datastore::content_of(options.output), "precious");
   options.force = true;
   options.output = folder_.path();
-  EXPECT_THROW(export_runs(here_, options), refusal);
+  EXPECT_THROW(export_runs(here_, options), reading::refusal);
   options.output = "/nowhere/x";
-  EXPECT_THROW(export_runs(here_, options), refusal);
+  EXPECT_THROW(export_runs(here_, options), reading::refusal);
   struct stat found = {};
   ASSERT_EQ(::stat(exported({"1"}).c_str(), &found), 0);
   EXPECT_EQ(found.st_mode & 0777U, 0600U);
@@ -402,22 +403,22 @@ TEST_F(commands, an_export_to_a_full_disk_leaves_no_file) {
   export_options options;
   options.output = "/dev/full";
   options.force = true;
-  EXPECT_THROW(export_runs(here_, options), refusal);
+  EXPECT_THROW(export_runs(here_, options), reading::refusal);
 }
 
 class pruning : public commands {
  protected:
   pruning() {
-    add_run(path_, 3);
-    add_run(path_, 4, "release");
-    add_run(path_, 5);
+    reading::add_run(path_, 3);
+    reading::add_run(path_, 4, "release");
+    reading::add_run(path_, 5);
     options_.yes = true;
   }
 
   // The runs that are left.
   std::string left() {
     printed_ = printed([&] { return prune_runs(here_, options_); });
-    datastore::database base = open_to_read(here_);
+    datastore::database base = reading::open_to_read(here_);
     return base.text("SELECT group_concat(run) FROM v_run");
   }
 
@@ -459,7 +460,7 @@ TEST_F(pruning, is_held_to_the_runs_that_are_named) {
 
 TEST_F(pruning, never_removes_a_run_that_is_running) {
   {
-    datastore::database base = open_to_write(here_);
+    datastore::database base = reading::open_to_write(here_);
     accumulate::reopen_run(base, 2);
   }
   options_.keep = "0";
@@ -469,7 +470,7 @@ TEST_F(pruning, never_removes_a_run_that_is_running) {
 
 TEST_F(pruning, takes_a_run_whose_process_died_for_one_that_has_ended) {
   {
-    datastore::database base = open_to_write(here_);
+    datastore::database base = reading::open_to_write(here_);
     accumulate::reopen_run(base, 2);
     accumulate::reopen_run(base, 3);
     base.execute("UPDATE run SET owner_pid = 999999999 WHERE number = 3");
@@ -482,15 +483,15 @@ TEST_F(pruning, needs_an_agreement_without_a_terminal) {
   options_.yes = false;
   options_.keep = "0";
   if (::isatty(STDIN_FILENO) == 0) {
-    EXPECT_THROW(prune_runs(here_, options_), refusal);
+    EXPECT_THROW(prune_runs(here_, options_), reading::refusal);
   }
   options_.keep.clear();
-  EXPECT_THROW(prune_runs(here_, options_), refusal);
+  EXPECT_THROW(prune_runs(here_, options_), reading::refusal);
   for (const char* keep : {"-1", "x", "7x", "1.5", "99999999999999999999"}) {
     options_.keep = keep;
-    EXPECT_THROW(prune_runs(here_, options_), refusal) << keep;
+    EXPECT_THROW(prune_runs(here_, options_), reading::refusal) << keep;
   }
-  EXPECT_EQ(number_in(path_, "SELECT count(*) FROM v_run"), 5);
+  EXPECT_EQ(reading::number_in(path_, "SELECT count(*) FROM v_run"), 5);
 }
 
 }  // namespace

@@ -8,12 +8,12 @@
 #include "src/collect/src/accumulate/expectations.h"
 #include "src/collect/src/accumulate/read_result.h"
 #include "src/collect/src/db/archive_writer.h"
-#include "src/collect/src/db/failure.h"
 #include "src/collect/src/db/new_file.h"
-#include "src/collect/src/db/run_selection.h"
-#include "src/collect/src/db/size_text.h"
-#include "src/collect/src/db/time_text.h"
-#include "src/collect/src/db/visible_text.h"
+#include "src/collect/src/reading/failure.h"
+#include "src/collect/src/reading/run_selection.h"
+#include "src/common/text/size_text.h"
+#include "src/common/text/time_text.h"
+#include "src/common/text/visible_text.h"
 
 namespace zelk::db {
 
@@ -49,7 +49,8 @@ void write_run(database& base, const run& from, archive_writer& archive) {
   accumulate::for_each_result(base, filter, [&](std::int64_t id) {
     const std::optional<provider_result> result =
         accumulate::read_result(base, id);
-    if (!result) throw failure(fmt::format("Result {} is damaged", id));
+    if (!result)
+      throw reading::failure(fmt::format("Result {} is damaged", id));
     archive.result(*result);
     return true;
   });
@@ -59,7 +60,7 @@ void write_run(database& base, const run& from, archive_writer& archive) {
 std::size_t leave_running_out(std::vector<run>& runs) {
   return std::erase_if(runs, [](const run& each) {
     if (each.state != accumulate::run_state::running) return false;
-    std::cerr << "zelk-db: " << name_of_run(each)
+    std::cerr << "zelk-db: " << reading::name_of_run(each)
               << " is left out: it is still running\n";
     return true;
   });
@@ -69,7 +70,7 @@ std::int64_t write_file(database& base, const std::vector<run>& runs,
                         const export_options& options) {
   new_file file(options.output, options.force);
   archive_writer archive(file.fd(), static_cast<std::int64_t>(runs.size()),
-                         runs.back().ended_usec / usec_per_sec);
+                         runs.back().ended_usec / text::usec_per_sec);
   std::int64_t results = 0;
   for (const run& each : runs) {
     write_run(base, each, archive);
@@ -82,21 +83,21 @@ std::int64_t write_file(database& base, const std::vector<run>& runs,
 
 }  // namespace
 
-int export_runs(const place& where, const export_options& options) {
-  if (options.output.empty()) throw refusal("export needs -o FILE");
-  database base = open_to_read(where);
+int export_runs(const reading::place& where, const export_options& options) {
+  if (options.output.empty()) throw reading::refusal("export needs -o FILE");
+  database base = reading::open_to_read(where);
   // What others remove meanwhile stays for this transaction.
   base.execute("BEGIN");
-  std::vector<run> runs = select_runs(
+  std::vector<run> runs = reading::select_runs(
       base,
       options.runs.empty() ? std::vector<std::string>{"latest"} : options.runs);
   const std::size_t running = leave_running_out(runs);
-  if (runs.empty()) throw refusal("There is nothing to export");
+  if (runs.empty()) throw reading::refusal("There is nothing to export");
   const std::int64_t results = write_file(base, runs, options);
   if (!options.quiet)
-    std::cout << counted(static_cast<std::int64_t>(runs.size()), "run")
-              << " with " << counted(results, "result") << " written to "
-              << visible_text(options.output) << '\n';
+    std::cout << text::counted(static_cast<std::int64_t>(runs.size()), "run")
+              << " with " << text::counted(results, "result") << " written to "
+              << text::visible_text(options.output) << '\n';
   return running > 0 ? accumulate::exit_partial : accumulate::exit_fine;
 }
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "src/collect/src/db/opening.h"
+#include "src/collect/src/reading/opening.h"
 
 namespace zelk::db {
 
@@ -17,6 +17,6 @@ struct export_options {
 };
 
 // Returns the exit status: 1 when a run that is still running was left out.
-int export_runs(const place& where, const export_options& options);
+int export_runs(const reading::place& where, const export_options& options);
 
 }  // namespace zelk::db

@@ -3,9 +3,9 @@
 #include <utility>
 
 #include "src/collect/src/db/run_json.h"
-#include "src/collect/src/db/text_table.h"
-#include "src/collect/src/db/visible_text.h"
 #include "src/common/str/str.h"
+#include "src/common/text/text_table.h"
+#include "src/common/text/visible_text.h"
 
 namespace zelk::db {
 
@@ -41,36 +41,37 @@ class table_printer : public fact_printer {
         table_(reasons ? heads({{"REASON"}})
                        : heads({{"VALUE"}, {"UNIT"}, {"COMPARE"}})) {}
 
-  void fact(const result_facts& of, const facts::fact& one) override {
+  void fact(const reading::result_facts& of, const facts::fact& one) override {
     add(of, one.name,
-        {cut(visible_text(text_of(one.value))), one.traits.unit,
+        {cut(text::visible_text(text_of(one.value))), one.traits.unit,
          std::string(name_of(one.traits.compare))});
   }
-  void unread(const result_facts& of, const unread_fact& one) override {
-    add(of, one.name, {cut(visible_text(one.reason))});
+  void unread(const reading::result_facts& of,
+              const unread_fact& one) override {
+    add(of, one.name, {cut(text::visible_text(one.reason))});
   }
   void end() override { table_.write(out_); }
 
  private:
-  using heads_of = std::vector<text_table::column>;
+  using heads_of = std::vector<text::text_table::column>;
   static heads_of heads(const heads_of& more) {
     heads_of all{{"NODE"}, {"PROVIDER"}, {"OPTION"}, {"FACT"}};
     all.insert(all.end(), more.begin(), more.end());
     return all;
   }
 
-  void add(const result_facts& of, const std::string& name,
+  void add(const reading::result_facts& of, const std::string& name,
            const std::vector<std::string>& more) {
     std::vector<std::string> cells{
-        visible_text(of.node), visible_text(of.provider),
-        visible_text(of.option_id), cut(visible_text(name))};
+        text::visible_text(of.node), text::visible_text(of.provider),
+        text::visible_text(of.option_id), cut(text::visible_text(name))};
     cells.insert(cells.end(), more.begin(), more.end());
     table_.add(std::move(cells));
     if (table_.size() >= rows_measured) table_.write(out_);
   }
 
   std::ostream& out_;
-  text_table table_;
+  text::text_table table_;
 };
 
 class csv_printer : public fact_printer {
@@ -80,19 +81,20 @@ class csv_printer : public fact_printer {
          << (reasons ? "reason\n" : "value,unit,type,better,compare\n");
   }
 
-  void fact(const result_facts& of, const facts::fact& one) override {
+  void fact(const reading::result_facts& of, const facts::fact& one) override {
     head(of, one.name);
     out_ << quoted(text_of(one.value)) << ',' << one.traits.unit << ','
          << name_of(one.traits.type) << ',' << name_of(one.traits.direction)
          << ',' << name_of(one.traits.compare) << '\n';
   }
-  void unread(const result_facts& of, const unread_fact& one) override {
+  void unread(const reading::result_facts& of,
+              const unread_fact& one) override {
     head(of, one.name);
     out_ << quoted(one.reason) << '\n';
   }
 
  private:
-  void head(const result_facts& of, const std::string& name) {
+  void head(const reading::result_facts& of, const std::string& name) {
     for (const std::string& each : {of.node, of.provider, of.option_id, name})
       out_ << quoted(each) << ',';
   }
@@ -123,7 +125,7 @@ class json_printer : public fact_printer {
  public:
   explicit json_printer(std::ostream& out) : out_(out) { out_ << '['; }
 
-  void fact(const result_facts& of, const facts::fact& one) override {
+  void fact(const reading::result_facts& of, const facts::fact& one) override {
     json object = head(of, one.name);
     object["value"] = json_of_value(one);
     if (is_number(one.traits.type)) object["unit"] = one.traits.unit;
@@ -132,7 +134,8 @@ class json_printer : public fact_printer {
     object["compare"] = name_of(one.traits.compare);
     write(object);
   }
-  void unread(const result_facts& of, const unread_fact& one) override {
+  void unread(const reading::result_facts& of,
+              const unread_fact& one) override {
     json object = head(of, one.name);
     object["unread"] = one.reason;
     write(object);
@@ -140,7 +143,7 @@ class json_printer : public fact_printer {
   void end() override { out_ << (first_ ? "]\n" : "\n]\n"); }
 
  private:
-  static json head(const result_facts& of, const std::string& name) {
+  static json head(const reading::result_facts& of, const std::string& name) {
     return json{{"node", json_of_bytes(of.node)},
                 {"provider", json_of_bytes(of.provider)},
                 {"option", json_of_bytes(of.option_id)},

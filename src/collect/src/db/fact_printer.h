@@ -12,15 +12,16 @@
 #include <string>
 #include <vector>
 
-#include "src/collect/src/db/run_facts.h"
+#include "src/collect/src/reading/run_facts.h"
 
 namespace zelk::db {
 
 class fact_printer {
  public:
   virtual ~fact_printer() = default;
-  virtual void fact(const result_facts& of, const facts::fact& one) = 0;
-  virtual void unread(const result_facts& of,
+  virtual void fact(const reading::result_facts& of,
+                    const facts::fact& one) = 0;
+  virtual void unread(const reading::result_facts& of,
                       const facts::unread_fact& one) = 0;
   // Behind the last one.
   virtual void end() {}

@@ -14,13 +14,13 @@
 
 #include "src/collect/src/accumulate/exit_codes.h"
 #include "src/collect/src/db/fact_printer.h"
-#include "src/collect/src/db/failure.h"
-#include "src/collect/src/db/run_facts.h"
-#include "src/collect/src/db/run_selection.h"
-#include "src/collect/src/db/visible_text.h"
+#include "src/collect/src/reading/failure.h"
+#include "src/collect/src/reading/run_facts.h"
+#include "src/collect/src/reading/run_selection.h"
 #include "src/common/facts/description_set.h"
 #include "src/common/node/install_root.h"
 #include "src/common/node/ranges.h"
+#include "src/common/text/visible_text.h"
 
 namespace zelk::db {
 
@@ -34,7 +34,8 @@ std::set<std::string> wanted_nodes(const std::vector<std::string>& sets) {
   for (const std::string& set : sets) {
     node::expansion found = node::expand_list(set, budget);
     if (!found.problem.empty())
-      throw refusal("Node set '" + visible_text(set) + "': " + found.problem);
+      throw reading::refusal("Node set '" + text::visible_text(set) +
+                             "': " + found.problem);
     names.insert(found.names.begin(), found.names.end());
   }
   return names;
@@ -57,7 +58,7 @@ class shower {
  public:
   explicit shower(const facts_options& options) : options_(options) {}
 
-  void show(const result_facts& of) {
+  void show(const reading::result_facts& of) {
     for (const facts::fact& one : of.facts->facts)
       if (wanted(one.name)) show_fact(of, one);
     for (const facts::unread_fact& one : of.facts->unread)
@@ -96,12 +97,13 @@ class shower {
                        });
   }
 
-  void show_fact(const result_facts& of, const facts::fact& one) {
+  void show_fact(const reading::result_facts& of, const facts::fact& one) {
     ++facts_;
     if (!options_.unread) printer().fact(of, one);
   }
 
-  void show_unread(const result_facts& of, const facts::unread_fact& one) {
+  void show_unread(const reading::result_facts& of,
+                   const facts::unread_fact& one) {
     ++unread_;
     silent_.insert(of.node);
     if (options_.unread || options_.form == "json") printer().unread(of, one);
@@ -117,37 +119,39 @@ class shower {
 [[noreturn]] void refuse_nothing(const run& of, const facts_options& options) {
   std::string text = fmt::format("Run {} has no result", of.number);
   if (!options.providers.empty())
-    text += " of the provider '" + visible_text(options.providers.front()) +
+    text += " of the provider '" +
+            text::visible_text(options.providers.front()) +
             (options.providers.size() > 1 ? "' or the others" : "'");
   if (!options.nodes.empty()) text += " of these nodes";
-  throw refusal(text);
+  throw reading::refusal(text);
 }
 
 // Why there is nothing to show although there are results.
-[[noreturn]] void fail_without_facts(const facts_tally& tally,
+[[noreturn]] void fail_without_facts(const reading::facts_tally& tally,
                                      const facts_options& options) {
   if (!options.names.empty())
-    throw failure("No fact is called '" + visible_text(options.names.front()) +
-                  (options.names.size() > 1 ? "' or the others" : "'"));
-  throw failure(fmt::format(
+    throw reading::failure(
+        "No fact is called '" + text::visible_text(options.names.front()) +
+        (options.names.size() > 1 ? "' or the others" : "'"));
+  throw reading::failure(fmt::format(
       "The descriptions in {} say of none of the {} results what facts are in "
       "it",
       descriptions_folder(options), tally.results));
 }
 
-int show_of_run(const place& where, const facts_options& options) {
-  datastore::database base = open_to_read(where);
-  const run of = select_run(base, options.run);
+int show_of_run(const reading::place& where, const facts_options& options) {
+  datastore::database base = reading::open_to_read(where);
+  const run of = reading::select_run(base, options.run);
   const facts::description_set descriptions(descriptions_folder(options),
                                             schema_path(options));
-  result_choice choice;
+  reading::result_choice choice;
   choice.run = of.number;
   choice.nodes = wanted_nodes(options.nodes);
   choice.providers.insert(options.providers.begin(), options.providers.end());
   shower show(options);
-  const facts_tally tally =
-      for_each_facts(base, choice, descriptions,
-                     [&](const result_facts& found) { show.show(found); });
+  const reading::facts_tally tally = reading::for_each_facts(
+      base, choice, descriptions,
+      [&](const reading::result_facts& found) { show.show(found); });
   if (tally.results == 0) refuse_nothing(of, options);
   // Where nothing was applicable there is nothing to say, and that is fine.
   if (show.nothing() &&
@@ -159,8 +163,8 @@ int show_of_run(const place& where, const facts_options& options) {
 std::string content_of(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   if (!in)
-    throw refusal("Unable to read '" + visible_text(path) +
-                  "': " + std::strerror(errno));
+    throw reading::refusal("Unable to read '" + text::visible_text(path) +
+                           "': " + std::strerror(errno));
   return {std::istreambuf_iterator<char>(in), {}};
 }
 
@@ -174,11 +178,13 @@ std::string description_path(const facts_options& options) {
 
 int show_of_file(const facts_options& options) {
   if (options.providers.size() != 1)
-    throw refusal("--from-file needs one --provider, a name or a description");
+    throw reading::refusal(
+        "--from-file needs one --provider, a name or a description");
   const auto by =
       facts::declaration::read(description_path(options), schema_path(options));
-  if (!by) throw refusal("The description cannot be used");
-  if (!by->declares()) throw failure(by->path() + " says nothing about facts");
+  if (!by) throw reading::refusal("The description cannot be used");
+  if (!by->declares())
+    throw reading::failure(by->path() + " says nothing about facts");
   shower show(options);
   show.show({"-", by->provider(), "-",
              std::make_shared<const facts::extraction>(by->read_output(
@@ -188,7 +194,7 @@ int show_of_file(const facts_options& options) {
 
 }  // namespace
 
-int show_facts(const place& where, const facts_options& options) {
+int show_facts(const reading::place& where, const facts_options& options) {
   return options.from_file.empty() ? show_of_run(where, options)
                                    : show_of_file(options);
 }

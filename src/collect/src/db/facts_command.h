@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "src/collect/src/db/opening.h"
+#include "src/collect/src/reading/opening.h"
 
 namespace zelk::db {
 
@@ -24,6 +24,6 @@ struct facts_options {
 };
 
 // Returns the exit status: 1 when a fact could not be read, 2 when none could.
-int show_facts(const place& where, const facts_options& options);
+int show_facts(const reading::place& where, const facts_options& options);
 
 }  // namespace zelk::db

@@ -5,10 +5,10 @@
 #include <gtest/gtest.h>
 
 #include "src/collect/src/accumulate/schema.h"
-#include "src/collect/src/db/base64.h"
-#include "src/collect/src/db/failure.h"
-#include "src/collect/src/db/run_facts.h"
-#include "src/collect/src/db/test_output.h"
+#include "src/collect/src/reading/base64.h"
+#include "src/collect/src/reading/failure.h"
+#include "src/collect/src/reading/run_facts.h"
+#include "src/collect/src/reading/test_output.h"
 #include "src/common/datastore/test_scratch.h"
 #include "src/common/log/captured_log.h"
 #include "src/common/xml/test_files.h"
@@ -53,7 +53,7 @@ class show_facts_ : public testing::Test {
   void store(const std::vector<stored>& results) {
     accumulate::result_table table(path_, {});
     accumulate::run wanted;
-    wanted.started_usec = first_start;
+    wanted.started_usec = reading::first_start;
     const std::int64_t made = accumulate::create_run(table.database(), wanted);
     table.use_run(made);
     int number = 0;
@@ -67,19 +67,21 @@ class show_facts_ : public testing::Test {
       table.write(row);
     }
     table.flush();
-    accumulate::close_run(table.database(), made, {}, "", first_start + 1);
+    accumulate::close_run(table.database(), made, {}, "",
+                          reading::first_start + 1);
   }
 
   std::string shown() {
-    const captured_output output;
-    status_ = show_facts(place_of(path_), options_);
+    const reading::captured_output output;
+    status_ = show_facts(reading::place_of(path_), options_);
     said_ = output.error();
     return output.out();
   }
 
   std::string complaint() {
-    const captured_output output;
-    return complaint_of([&] { show_facts(place_of(path_), options_); });
+    const reading::captured_output output;
+    return reading::complaint_of(
+        [&] { show_facts(reading::place_of(path_), options_); });
   }
 
   datastore::scratch folder_;
@@ -200,7 +202,7 @@ TEST_F(show_facts_, tells_how_a_command_failed) {
 }
 
 TEST_F(show_facts_, decodes_base64) {
-  store({{"node1", "memory", base64_of("module: a\n"), 0, 1, true},
+  store({{"node1", "memory", reading::base64_of("module: a\n"), 0, 1, true},
          {"node2", "memory", "module: a\n", 0, 1, true},
          {"node3", "memory", "module: a\n", 0, 1, true},
          {"node4", "memory", "module: b\n"}});
@@ -225,12 +227,12 @@ TEST_F(show_facts_, reads_equal_outputs_once) {
     many.push_back({"node" + std::to_string(i), "memory",
                     "module: " + std::to_string(i % 3) + "\n"});
   store(many);
-  datastore::database base = open_to_read(place_of(path_));
+  datastore::database base = reading::open_to_read(reading::place_of(path_));
   const facts::description_set descriptions(options_.descriptions, schema);
-  result_choice choice;
+  reading::result_choice choice;
   choice.run = 1;
-  const facts_tally tally =
-      for_each_facts(base, choice, descriptions, [](const result_facts&) {});
+  const reading::facts_tally tally = reading::for_each_facts(
+      base, choice, descriptions, [](const reading::result_facts&) {});
   EXPECT_EQ(tally.results, 100U);
   EXPECT_EQ(tally.outputs, 3U);
 }

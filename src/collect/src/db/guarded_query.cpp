@@ -22,8 +22,8 @@
 
 #include <sqlite3.h>
 
-#include "src/collect/src/db/failure.h"
-#include "src/collect/src/db/visible_text.h"
+#include "src/collect/src/reading/failure.h"
+#include "src/common/text/visible_text.h"
 
 namespace zelk::db {
 
@@ -162,7 +162,7 @@ unique_handle open_empty() {
       ::sqlite3_open_v2(":memory:", &handle,
                         SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
   unique_handle owner(handle);
-  if (code != SQLITE_OK) throw failure("SQLite has no memory left");
+  if (code != SQLITE_OK) throw reading::failure("SQLite has no memory left");
   return owner;
 }
 
@@ -172,8 +172,8 @@ unique_handle make_model(database& base, std::span<const char* const> views) {
     const std::string sql = table_like(base, view);
     if (::sqlite3_exec(model.get(), sql.c_str(), nullptr, nullptr, nullptr) !=
         SQLITE_OK)
-      throw failure("The view " + std::string(view) +
-                    " is not in the datastore");
+      throw reading::failure("The view " + std::string(view) +
+                             " is not in the datastore");
   }
   return model;
 }
@@ -211,12 +211,13 @@ void check_in_model(database& base, std::span<const char* const> views,
                      ::sqlite3_column_count(compiled) > 0;
   ::sqlite3_finalize(compiled);
   if (code != SQLITE_OK)
-    throw refusal("Query: " + visible_text(words_of(model.get(), asked)));
-  if (nothing) throw refusal("Query: there is no statement");
-  if (!reads) throw refusal(std::string("Query: ") + only_select);
+    throw reading::refusal("Query: " +
+                           text::visible_text(words_of(model.get(), asked)));
+  if (nothing) throw reading::refusal("Query: there is no statement");
+  if (!reads) throw reading::refusal(std::string("Query: ") + only_select);
   const auto used = static_cast<std::size_t>(rest - sql.data());
   if (holds_statement(model.get(), sql.substr(used)))
-    throw refusal(
+    throw reading::refusal(
         "Query: one statement at a time; a second one begins at byte " +
         std::to_string(used + 1));
 }
@@ -249,11 +250,12 @@ class guarded_query::guard {
   [[noreturn]] void explain(const datastore::store_error& error) const {
     const double seconds = std::chrono::duration<double>(limits_.time).count();
     if (out_of_time_)
-      throw failure("Query: stopped after " +
-                    std::to_string(static_cast<int>(seconds)) +
-                    " s; --timeout S gives it more time");
+      throw reading::failure("Query: stopped after " +
+                             std::to_string(static_cast<int>(seconds)) +
+                             " s; --timeout S gives it more time");
     if ((error.code() & 0xFF) == SQLITE_ERROR || error.code() == SQLITE_TOOBIG)
-      throw failure("Query: " + visible_text(::sqlite3_errmsg(base_.handle())));
+      throw reading::failure(
+          "Query: " + text::visible_text(::sqlite3_errmsg(base_.handle())));
     throw error;
   }
 
@@ -276,14 +278,14 @@ class guarded_query::guard {
 guarded_query::guarded_query(database& base, std::span<const char* const> views,
                              std::string_view sql, const query_limits& limits) {
   if (sql.size() > static_cast<std::size_t>(longest_sql))
-    throw refusal("Query: longer than 1 MiB");
+    throw reading::refusal("Query: longer than 1 MiB");
   check_in_model(base, views, sql);
   guard_ = std::make_unique<guard>(base, views, limits);
   try {
     statement_ = std::make_unique<datastore::statement>(base, sql);
   } catch (const datastore::store_error& error) {
     if (!guard_->refused().empty())
-      throw refusal("Query: " + visible_text(guard_->refused()));
+      throw reading::refusal("Query: " + text::visible_text(guard_->refused()));
     guard_->explain(error);
   }
 }

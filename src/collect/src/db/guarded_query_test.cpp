@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include "src/collect/src/accumulate/schema.h"
-#include "src/collect/src/db/failure.h"
-#include "src/collect/src/db/test_output.h"
+#include "src/collect/src/reading/failure.h"
+#include "src/collect/src/reading/test_output.h"
 
 namespace zelk::db {
 namespace {
@@ -16,7 +16,7 @@ constexpr const char* views[] = {"v_provider_result", "v_result", "v_run",
 
 class a_query : public testing::Test {
  protected:
-  a_query() : path_(folder_.file("zelk.db")) { add_run(path_, 1); }
+  a_query() : path_(folder_.file("zelk.db")) { reading::add_run(path_, 1); }
 
   std::int64_t rows(std::string_view sql, const query_limits& limits = {}) {
     datastore::database base = accumulate::open_datastore_read_only(path_);
@@ -49,7 +49,9 @@ TEST_F(a_query, may_use_what_a_select_has) {
         "SELECT \"STDOUT\" FROM V_Provider_Result LIMIT 1",
         "WITH RECURSIVE c(x) AS (SELECT 1 UNION SELECT 2 FROM c) SELECT 1",
         "WITH RECURSIVE c AS (SELECT 1 UNION SELECT 1 FROM c) SELECT * FROM c"})
-    EXPECT_EQ(complaint_of([&] { EXPECT_EQ(rows(sql), 1) << sql; }), "") << sql;
+    EXPECT_EQ(reading::complaint_of([&] { EXPECT_EQ(rows(sql), 1) << sql; }),
+              "")
+        << sql;
 }
 
 // Each of these is somebody's way round.
@@ -116,25 +118,25 @@ constexpr const char* tricks[] = {
 TEST_F(a_query, never_reaches_anything_else) {
   const std::string before = datastore::content_of(path_);
   for (const char* sql : tricks)
-    EXPECT_THROW(rows(sql), refusal) << sql;
+    EXPECT_THROW(rows(sql), reading::refusal) << sql;
   EXPECT_TRUE(datastore::content_of(path_) == before);
   EXPECT_FALSE(std::filesystem::exists("copy"));
 }
 
 TEST_F(a_query, says_which_views_there_are) {
-  EXPECT_EQ(complaint_of([&] { rows("SELECT * FROM run"); }),
+  EXPECT_EQ(reading::complaint_of([&] { rows("SELECT * FROM run"); }),
             "Query: no such table: run; the views are v_provider_result, "
             "v_result, v_run, v_host, v_missing");
-  EXPECT_EQ(complaint_of([&] { rows("SELECT 1; SELECT 2"); }),
+  EXPECT_EQ(reading::complaint_of([&] { rows("SELECT 1; SELECT 2"); }),
             "Query: one statement at a time; a second one begins at byte 10");
-  EXPECT_EQ(complaint_of([&] { rows("SELECT \x1b FROM v_run"); }),
+  EXPECT_EQ(reading::complaint_of([&] { rows("SELECT \x1b FROM v_run"); }),
             "Query: unrecognized token: \"\\x1b\"");
 }
 
 TEST_F(a_query, is_stopped_when_its_time_is_up) {
   query_limits limits;
   limits.time = std::chrono::milliseconds(50);
-  EXPECT_EQ(complaint_of([&] {
+  EXPECT_EQ(reading::complaint_of([&] {
               rows(
                   "WITH RECURSIVE c(x) AS (VALUES(1) UNION ALL SELECT x+1 "
                   "FROM c) SELECT count(*) FROM c",
@@ -146,7 +148,7 @@ TEST_F(a_query, is_stopped_when_its_time_is_up) {
 TEST_F(a_query, is_stopped_when_a_value_becomes_too_large) {
   query_limits limits;
   limits.longest_value = 1 << 20;
-  EXPECT_EQ(complaint_of([&] {
+  EXPECT_EQ(reading::complaint_of([&] {
               rows(
                   "WITH RECURSIVE c(x) AS (VALUES(1) UNION ALL SELECT x+1 "
                   "FROM c WHERE x<2000) SELECT group_concat(hex(zeroblob("
@@ -157,17 +159,19 @@ TEST_F(a_query, is_stopped_when_a_value_becomes_too_large) {
 }
 
 TEST_F(a_query, that_fails_on_the_way_says_why) {
-  EXPECT_EQ(complaint_of([&] { rows("SELECT abs(-9223372036854775807 - 1)"); }),
+  EXPECT_EQ(reading::complaint_of(
+                [&] { rows("SELECT abs(-9223372036854775807 - 1)"); }),
             "Query: integer overflow");
-  EXPECT_EQ(complaint_of([&] { rows("SELECT zeroblob(2000000000)"); }),
+  EXPECT_EQ(reading::complaint_of([&] { rows("SELECT zeroblob(2000000000)"); }),
             "Query: string or blob too big");
 }
 
 TEST_F(a_query, of_a_megabyte_is_refused) {
   const std::string sql = "SELECT 1 -- " + std::string(2 << 20, 'x');
-  EXPECT_THROW(rows(sql), refusal);
+  EXPECT_THROW(rows(sql), reading::refusal);
   std::string deep(5000, '(');
-  EXPECT_THROW(rows("SELECT " + deep + "1" + std::string(5000, ')')), refusal);
+  EXPECT_THROW(rows("SELECT " + deep + "1" + std::string(5000, ')')),
+               reading::refusal);
 }
 
 TEST_F(a_query, leaves_the_connection_as_it_was) {

@@ -22,11 +22,11 @@
 #include "src/collect/src/accumulate/result_table.h"
 #include "src/collect/src/db/archive_format.h"
 #include "src/collect/src/db/archive_reader.h"
-#include "src/collect/src/db/failure.h"
-#include "src/collect/src/db/run_selection.h"
-#include "src/collect/src/db/size_text.h"
-#include "src/collect/src/db/visible_text.h"
+#include "src/collect/src/reading/failure.h"
+#include "src/collect/src/reading/run_selection.h"
 #include "src/common/log/error_log.h"
+#include "src/common/text/size_text.h"
+#include "src/common/text/visible_text.h"
 #include "src/common/util/errno_text.h"
 #include "src/common/util/unique_fd.h"
 
@@ -66,7 +66,7 @@ class running_runs : public archive_visitor {
     const std::optional<run> known =
         accumulate::find_run_by_uuid(base_, archived.run.uuid);
     if (known && known->state == run_state::running)
-      throw refused_file(name_of_run(*known) +
+      throw refused_file(reading::name_of_run(*known) +
                          " is the same one and is still running here");
   }
 
@@ -150,9 +150,9 @@ void storing::begin_results() {
 void storing::check(int status) const {
   if (status == datastore::DataStoreExtension::OPERATION_SUCCESSFULL) return;
   const std::string reason = table_.health().reason;
-  throw failure("Not all results were stored" +
-                (reason.empty() ? "" : ": " + reason) +
-                "; importing the file again goes on where this ended");
+  throw reading::failure("Not all results were stored" +
+                         (reason.empty() ? "" : ": " + reason) +
+                         "; importing the file again goes on where this ended");
 }
 
 void storing::result(provider_result& result) {
@@ -171,7 +171,7 @@ void storing::result(provider_result& result) {
 void storing::flush() {
   check(table_.flush());
   if (!rejected_.empty())
-    throw failure("A result was not stored: " + rejected_);
+    throw reading::failure("A result was not stored: " + rejected_);
 }
 
 void storing::end_run() {
@@ -180,7 +180,7 @@ void storing::end_run() {
   accumulate::close_run(table_.database(), number_, archived_.run.state, "",
                         archived_.run.ended_usec);
   if (const auto run = accumulate::find_run(table_.database(), number_))
-    counts_.new_runs.push_back(name_of_run(*run));
+    counts_.new_runs.push_back(reading::name_of_run(*run));
   number_ = 0;
 }
 
@@ -214,10 +214,10 @@ void check_files(const std::vector<std::string>& names) {
       return;
     } catch (const refused_file& error) {
       why += (why.empty() ? "" : "\n") +
-             ("'" + visible_text(name) + "': " + error.what());
+             ("'" + text::visible_text(name) + "': " + error.what());
     }
   }
-  throw refusal(why);
+  throw reading::refusal(why);
 }
 
 void import_file(result_table& table, const std::string& name,
@@ -237,8 +237,9 @@ void import_file(result_table& table, const std::string& name,
 }
 
 void print_counts(const std::string& name, const import_counts& counts) {
-  std::cout << visible_text(name) << ": " << counted(counts.runs, "new run")
-            << " and " << counted(counts.results, "new result") << "; "
+  std::cout << text::visible_text(name) << ": "
+            << text::counted(counts.runs, "new run") << " and "
+            << text::counted(counts.results, "new result") << "; "
             << counts.known_runs << " and " << counts.known_results
             << " were there\n";
   for (const std::string& run : counts.new_runs)
@@ -260,17 +261,18 @@ bool import_one(result_table& table, const std::string& name,
     why = error.what();
   }
   log::ErrorLog(source, __func__, __LINE__, log::level_error).stream()
-      << "Refused '" << visible_text(name) << "': " << visible_text(why);
+      << "Refused '" << text::visible_text(name)
+      << "': " << text::visible_text(why);
   return false;
 }
 
 }  // namespace
 
-int import_runs(const place& where, const import_options& options) {
-  if (options.files.empty()) throw refusal("import needs a FILE");
+int import_runs(const reading::place& where, const import_options& options) {
+  if (options.files.empty()) throw reading::refusal("import needs a FILE");
   check_files(options.files);
   // Looked at first, as by all commands: it must be there, and be one.
-  open_to_read(where);
+  reading::open_to_read(where);
   accumulate::result_table_options settings;
   settings.busy_limit = where.wait;
   result_table table(where.path, settings);

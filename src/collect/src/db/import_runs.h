@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "src/collect/src/db/opening.h"
+#include "src/collect/src/reading/opening.h"
 
 namespace zelk::db {
 
@@ -22,6 +22,6 @@ struct import_options {
 };
 
 // Returns the exit status: 1 when some of the files were refused, 2 when all.
-int import_runs(const place& where, const import_options& options);
+int import_runs(const reading::place& where, const import_options& options);
 
 }  // namespace zelk::db

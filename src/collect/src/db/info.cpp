@@ -14,11 +14,11 @@
 #include "src/collect/src/accumulate/exit_codes.h"
 #include "src/collect/src/accumulate/runs.h"
 #include "src/collect/src/db/run_json.h"
-#include "src/collect/src/db/run_selection.h"
-#include "src/collect/src/db/size_text.h"
-#include "src/collect/src/db/time_text.h"
-#include "src/collect/src/db/visible_text.h"
+#include "src/collect/src/reading/run_selection.h"
 #include "src/common/datastore/file_system.h"
+#include "src/common/text/size_text.h"
+#include "src/common/text/time_text.h"
+#include "src/common/text/visible_text.h"
 
 namespace zelk::db {
 
@@ -83,16 +83,16 @@ void worry(facts& found) {
                             "); a local disk is the right place");
   if (found.log_size > longest_log)
     found.worries.push_back("the write-ahead log is " +
-                            size_text(found.log_size) +
+                            text::size_text(found.log_size) +
                             ": a reader that does not end holds it");
   if (found.disk_free >= 0 &&
       found.disk_free < std::max(least_free, found.size / 10))
-    found.worries.push_back("only " + size_text(found.disk_free) +
+    found.worries.push_back("only " + text::size_text(found.disk_free) +
                             " are free on its disk");
 }
 
-facts gather(const place& where) {
-  database base = open_to_read(where);
+facts gather(const reading::place& where) {
+  database base = reading::open_to_read(where);
   facts found;
   found.location = absolute(where.path);
   found.size = size_of(where.path);
@@ -139,18 +139,19 @@ void line(const char* name, const std::string& value) {
 }
 
 void print_text(const facts& found) {
-  line("location", visible_text(found.location));
-  line("size", size_text(found.size) + ", " + size_text(found.unused) +
-                   " of it unused");
-  line("journal", found.journal + ", " + size_text(found.log_size));
-  if (found.disk_free >= 0) line("disk", size_text(found.disk_free) + " free");
+  line("location", text::visible_text(found.location));
+  line("size", text::size_text(found.size) + ", " +
+                   text::size_text(found.unused) + " of it unused");
+  line("journal", found.journal + ", " + text::size_text(found.log_size));
+  if (found.disk_free >= 0)
+    line("disk", text::size_text(found.disk_free) + " free");
   line("schema", fmt::format("version {}", found.version));
   line("runs",
        fmt::format("{}, {} of them running", found.runs, found.running));
   line("results", fmt::format("{}", found.results));
   if (!found.ends.empty()) {
-    line("oldest", name_of_run(found.ends.back()));
-    line("newest", name_of_run(found.ends.front()));
+    line("oldest", reading::name_of_run(found.ends.back()));
+    line("newest", reading::name_of_run(found.ends.front()));
   }
   if (found.worries.empty())
     line("health", "no complaint; 'zelk-db check' reads everything");
@@ -160,7 +161,7 @@ void print_text(const facts& found) {
 
 }  // namespace
 
-int show_info(const place& where, const info_options& options) {
+int show_info(const reading::place& where, const info_options& options) {
   const facts found = gather(where);
   options.json ? print_json(found) : print_text(found);
   return found.worries.empty() ? accumulate::exit_fine

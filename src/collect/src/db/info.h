@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "src/collect/src/db/opening.h"
+#include "src/collect/src/reading/opening.h"
 
 namespace zelk::db {
 
@@ -11,6 +11,6 @@ struct info_options {
 };
 
 // Returns the exit status: 1 when something needs looking after.
-int show_info(const place& where, const info_options& options);
+int show_info(const reading::place& where, const info_options& options);
 
 }  // namespace zelk::db

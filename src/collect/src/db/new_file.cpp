@@ -10,7 +10,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "src/collect/src/db/failure.h"
+#include "src/collect/src/reading/failure.h"
 #include "src/common/str/str.h"
 #include "src/common/util/errno_text.h"
 
@@ -67,9 +67,9 @@ new_file::new_file(std::string path, bool replace)
   struct stat found = {};
   const bool there = ::lstat(path_.c_str(), &found) == 0;
   if (there && !S_ISREG(found.st_mode))
-    throw refusal("'" + path_ + "' is there, and is not a file");
+    throw reading::refusal("'" + path_ + "' is there, and is not a file");
   if (there && !replace_)
-    throw refusal("'" + path_ + "' is there; --force replaces it");
+    throw reading::refusal("'" + path_ + "' is there; --force replaces it");
   make();
 }
 
@@ -95,7 +95,7 @@ void new_file::make() {
     temporary_.clear();
   }
   ::sigprocmask(SIG_SETMASK, &mask, nullptr);
-  if (!fd_) throw refusal(complaint(path_, code));
+  if (!fd_) throw reading::refusal(complaint(path_, code));
 }
 
 new_file::~new_file() {
@@ -109,11 +109,12 @@ void new_file::keep() {
   // close(2) may be the first to tell that a network file system has failed.
   const int synced = ::fsync(fd_.get());
   const int sync_code = errno;
-  if (synced == -1) throw failure(complaint(path_, sync_code));
-  if (::close(fd_.release()) == -1) throw failure(complaint(path_, errno));
+  if (synced == -1) throw reading::failure(complaint(path_, sync_code));
+  if (::close(fd_.release()) == -1)
+    throw reading::failure(complaint(path_, errno));
   const int moved = replace_ ? ::rename(temporary_.c_str(), path_.c_str())
                              : move_to_free_name(temporary_, path_);
-  if (moved == -1) throw failure(complaint(path_, errno));
+  if (moved == -1) throw reading::failure(complaint(path_, errno));
   temporary_.clear();
   sync_folder_of(path_);
 }

@@ -8,8 +8,8 @@
 
 #include <gtest/gtest.h>
 
-#include "src/collect/src/db/failure.h"
-#include "src/collect/src/db/test_output.h"
+#include "src/collect/src/reading/failure.h"
+#include "src/collect/src/reading/test_output.h"
 
 namespace zelk::db {
 namespace {
@@ -37,7 +37,7 @@ TEST_F(new_file_test, has_its_name_once_it_is_kept) {
 TEST_F(new_file_test, leaves_nothing_when_it_is_not_kept) {
   { const new_file file(path_, false); }
   EXPECT_EQ(files(), 0);
-  EXPECT_THROW(new_file("/nowhere/out", false), refusal);
+  EXPECT_THROW(new_file("/nowhere/out", false), reading::refusal);
 }
 
 TEST_F(new_file_test, leaves_nothing_when_the_process_is_interrupted) {

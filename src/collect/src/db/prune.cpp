@@ -10,11 +10,11 @@
 
 #include "src/collect/src/accumulate/exit_codes.h"
 #include "src/collect/src/accumulate/runs.h"
-#include "src/collect/src/db/failure.h"
-#include "src/collect/src/db/run_selection.h"
-#include "src/collect/src/db/size_text.h"
-#include "src/collect/src/db/time_text.h"
-#include "src/collect/src/db/visible_text.h"
+#include "src/collect/src/reading/failure.h"
+#include "src/collect/src/reading/run_selection.h"
+#include "src/common/text/size_text.h"
+#include "src/common/text/time_text.h"
+#include "src/common/text/visible_text.h"
 
 namespace zelk::db {
 
@@ -35,12 +35,13 @@ keeping read_keep(const std::string& text) {
   const char* end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, result.newest);
   if (error == std::errc() && stop == end && result.newest >= 0) return result;
-  const std::optional<std::int64_t> age = duration_usec(text);
+  const std::optional<std::int64_t> age = text::duration_usec(text);
   if (!age)
-    throw refusal("--keep: '" + visible_text(text) +
-                  "' is neither a number of runs nor one of 12h, 30d, 8w");
+    throw reading::refusal(
+        "--keep: '" + text::visible_text(text) +
+        "' is neither a number of runs nor one of 12h, 30d, 8w");
   result.newest = 0;
-  result.since_usec = now_usec() - *age;
+  result.since_usec = text::now_usec() - *age;
   return result;
 }
 
@@ -86,7 +87,7 @@ std::vector<run> select(database& base, const prune_options& options) {
   const keeping keep = read_keep(options.keep);
   std::vector<run> all = accumulate::list_runs(base);
   std::reverse(all.begin(), all.end());
-  if (!options.runs.empty()) all = select_runs(base, options.runs);
+  if (!options.runs.empty()) all = reading::select_runs(base, options.runs);
   const std::set<std::int64_t> newest = newest_runs(base, keep.newest);
   const std::set<std::int64_t> abandoned = abandoned_runs(base);
   std::vector<run> going;
@@ -97,16 +98,16 @@ std::vector<run> select(database& base, const prune_options& options) {
       continue;
     }
     if (!options.runs.empty() && !options.quiet)
-      std::cerr << "zelk-db: " << name_of_run(each) << " stays: " << why
-                << "\n";
+      std::cerr << "zelk-db: " << reading::name_of_run(each)
+                << " stays: " << why << "\n";
   }
   return going;
 }
 
 void announce(const std::vector<run>& runs, const char* words) {
   for (const run& each : runs)
-    std::cout << words << name_of_run(each) << ", "
-              << counted(each.results, "result") << '\n';
+    std::cout << words << reading::name_of_run(each) << ", "
+              << text::counted(each.results, "result") << '\n';
   std::cout.flush();
 }
 
@@ -114,7 +115,7 @@ void announce(const std::vector<run>& runs, const char* words) {
 bool is_agreed(const std::vector<run>& runs) {
   announce(runs, "");
   std::cerr << "Remove "
-            << counted(static_cast<std::int64_t>(runs.size()), "run")
+            << text::counted(static_cast<std::int64_t>(runs.size()), "run")
             << " for good? [y/N] " << std::flush;
   std::string answer;
   std::getline(std::cin, answer);
@@ -127,10 +128,11 @@ void check_agreement(const std::vector<run>& runs,
   const bool terminal =
       ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1;
   if (!terminal)
-    throw refusal("To remove " +
-                  counted(static_cast<std::int64_t>(runs.size()), "run") +
-                  " needs --yes here; --dry-run lists what would go");
-  if (!is_agreed(runs)) throw refusal("Nothing was removed");
+    throw reading::refusal(
+        "To remove " +
+        text::counted(static_cast<std::int64_t>(runs.size()), "run") +
+        " needs --yes here; --dry-run lists what would go");
+  if (!is_agreed(runs)) throw reading::refusal("Nothing was removed");
 }
 
 // The run as it is now: somebody may have changed it since it was selected.
@@ -143,9 +145,9 @@ bool may_still_go(database& base, const run& each,
          !keeps_label(options, now->label);
 }
 
-int remove(const place& where, const std::vector<run>& runs,
+int remove(const reading::place& where, const std::vector<run>& runs,
            const prune_options& options) {
-  database base = open_to_write(where);
+  database base = reading::open_to_write(where);
   std::int64_t results = 0;
   std::int64_t removed = 0;
   for (const run& each : runs) {
@@ -153,7 +155,7 @@ int remove(const place& where, const std::vector<run>& runs,
     results += accumulate::remove_run(base, each.number);
     ++removed;
     if (!options.quiet)
-      std::cout << "removed " << name_of_run(each) << std::endl;
+      std::cout << "removed " << reading::name_of_run(each) << std::endl;
   }
   base.checkpoint();
   if (!options.quiet)
@@ -161,18 +163,18 @@ int remove(const place& where, const std::vector<run>& runs,
         "{} with {} removed, {} left; 'zelk-db vacuum' gives their space back "
         "to "
         "the disk\n",
-        counted(removed, "run"), counted(results, "result"),
+        text::counted(removed, "run"), text::counted(results, "result"),
         base.integer("SELECT count(*) FROM v_run"));
   return accumulate::exit_fine;
 }
 
 }  // namespace
 
-int prune_runs(const place& where, const prune_options& options) {
+int prune_runs(const reading::place& where, const prune_options& options) {
   if (options.keep.empty() && options.runs.empty())
-    throw refusal("prune needs --keep DUR|N or runs: what may go?");
+    throw reading::refusal("prune needs --keep DUR|N or runs: what may go?");
   const std::vector<run> runs = [&] {
-    database base = open_to_read(where);
+    database base = reading::open_to_read(where);
     return select(base, options);
   }();
   if (options.dry_run) announce(runs, "would remove ");

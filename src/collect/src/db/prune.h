@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "src/collect/src/db/opening.h"
+#include "src/collect/src/reading/opening.h"
 
 namespace zelk::db {
 
@@ -21,6 +21,6 @@ struct prune_options {
 
 // Tells which runs go, asks on a terminal, and removes them. Returns the exit
 // status.
-int prune_runs(const place& where, const prune_options& options);
+int prune_runs(const reading::place& where, const prune_options& options);
 
 }  // namespace zelk::db

@@ -7,9 +7,9 @@
 #include <iostream>
 
 #include "src/collect/src/accumulate/exit_codes.h"
-#include "src/collect/src/db/failure.h"
 #include "src/collect/src/db/guarded_query.h"
 #include "src/collect/src/db/row_printer.h"
+#include "src/collect/src/reading/failure.h"
 #include "src/common/util/errno_text.h"
 #include "src/common/util/unique_fd.h"
 
@@ -26,7 +26,8 @@ constexpr std::size_t longest_input = std::size_t{2} << 20;  // bytes
 
 [[noreturn]] void refuse_file(const std::string& name) {
   const int code = errno;
-  throw refusal("Unable to read '" + name + "' " + util::errno_text(code));
+  throw reading::refusal("Unable to read '" + name + "' " +
+                         util::errno_text(code));
 }
 
 std::string content_of(int fd, const std::string& name) {
@@ -70,9 +71,9 @@ int print_rows(guarded_query& query, row_printer& printer,
 
 }  // namespace
 
-int run_query(const place& where, const query_options& options) {
+int run_query(const reading::place& where, const query_options& options) {
   const std::string sql = read_sql(options);
-  datastore::database base = open_to_read(where);
+  datastore::database base = reading::open_to_read(where);
   query_limits limits;
   limits.time = std::chrono::seconds(options.timeout_sec);
   guarded_query query(base, views, sql, limits);

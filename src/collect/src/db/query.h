@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "src/collect/src/db/opening.h"
+#include "src/collect/src/reading/opening.h"
 
 namespace zelk::db {
 
@@ -18,6 +18,6 @@ struct query_options {
 };
 
 // Returns the exit status: 1 when there were more rows than wanted.
-int run_query(const place& where, const query_options& options);
+int run_query(const reading::place& where, const query_options& options);
 
 }  // namespace zelk::db

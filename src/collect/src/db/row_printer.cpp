@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "src/collect/src/db/run_json.h"
-#include "src/collect/src/db/text_table.h"
-#include "src/collect/src/db/visible_text.h"
+#include "src/common/text/text_table.h"
+#include "src/common/text/visible_text.h"
 
 namespace zelk::db {
 
@@ -36,7 +36,7 @@ class table_printer : public row_printer {
   table_printer(const statement& row, std::ostream& out)
       : out_(out), columns_(row.columns()) {
     for (int i = 0; i < columns_; ++i)
-      heads_.push_back({visible_text(row.column_name(i)), false});
+      heads_.push_back({text::visible_text(row.column_name(i)), false});
   }
 
   void row(const statement& row) override {
@@ -53,7 +53,7 @@ class table_printer : public row_printer {
   }
 
   void end() override {
-    if (!table_) table_ = std::make_unique<text_table>(heads_);
+    if (!table_) table_ = std::make_unique<text::text_table>(heads_);
     table_->write(out_);
   }
 
@@ -62,20 +62,20 @@ class table_printer : public row_printer {
   void begin(const statement& row) {
     for (int i = 0; i < columns_; ++i)
       heads_[static_cast<std::size_t>(i)].right = is_number(row.type(i));
-    table_ = std::make_unique<text_table>(heads_);
+    table_ = std::make_unique<text::text_table>(heads_);
   }
 
   static std::string cell(const statement& row, int column) {
     const value_type type = row.type(column);
     if (type == value_type::null) return "-";
     return is_number(type) ? number_text(row, column)
-                           : visible_text(row.bytes(column));
+                           : text::visible_text(row.bytes(column));
   }
 
   std::ostream& out_;
   int columns_;
-  std::vector<text_table::column> heads_;
-  std::unique_ptr<text_table> table_;
+  std::vector<text::text_table::column> heads_;
+  std::unique_ptr<text::text_table> table_;
   std::size_t waiting_ = 0;  // bytes
 };
 
@@ -106,7 +106,7 @@ class csv_printer : public row_printer {
   }
 
   void field(int column, std::string_view bytes) {
-    out_ << quoted(terminal_ ? visible_text(bytes) : std::string(bytes));
+    out_ << quoted(terminal_ ? text::visible_text(bytes) : std::string(bytes));
     separate(column);
   }
 

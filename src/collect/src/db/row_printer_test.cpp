@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "src/collect/src/db/test_output.h"
+#include "src/collect/src/reading/test_output.h"
 
 namespace zelk::db {
 namespace {

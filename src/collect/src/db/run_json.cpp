@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "src/collect/src/db/base64.h"
-#include "src/collect/src/db/time_text.h"
-#include "src/common/datastore/utf8.h"
+#include "src/collect/src/reading/base64.h"
+#include "src/common/text/time_text.h"
+#include "src/common/text/utf8.h"
 
 namespace zelk::db {
 
@@ -46,7 +46,7 @@ std::int64_t number(const json& value, const char* key) {
 std::int64_t time_of(const json& value, const char* key) {
   constexpr std::int64_t last = 253'402'300'799;  // seconds
   const std::int64_t usec = number(value, key);
-  if (usec / usec_per_sec > last)
+  if (usec / text::usec_per_sec > last)
     throw std::runtime_error(std::string("'") + key +
                              "' lies behind the year 9999");
   return usec;
@@ -68,14 +68,14 @@ run_state state_named(const std::string& name) {
 }
 
 json time_or_null(std::int64_t usec) {
-  return usec == 0 ? json() : json(utc_time(usec));
+  return usec == 0 ? json() : json(text::utc_time(usec));
 }
 
 }  // namespace
 
 json json_of_bytes(std::string_view bytes) {
-  if (datastore::is_text(bytes)) return std::string(bytes);
-  return {{base64_key, base64_of(bytes)}};
+  if (text::is_text(bytes)) return std::string(bytes);
+  return {{base64_key, reading::base64_of(bytes)}};
 }
 
 std::string bytes_of_json(const json& value) {
@@ -84,8 +84,8 @@ std::string bytes_of_json(const json& value) {
                        value.contains(base64_key) &&
                        value[base64_key].is_string();
   if (!wrapped) throw std::runtime_error("expected text");
-  const base64_bytes decoded =
-      bytes_of_base64(value[base64_key].get<std::string>());
+  const reading::base64_bytes decoded =
+      reading::bytes_of_base64(value[base64_key].get<std::string>());
   if (!decoded.problem.empty()) throw std::runtime_error(decoded.problem);
   return decoded.bytes;
 }

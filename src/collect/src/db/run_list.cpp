@@ -9,12 +9,12 @@
 
 #include "src/collect/src/accumulate/exit_codes.h"
 #include "src/collect/src/accumulate/runs.h"
-#include "src/collect/src/db/failure.h"
 #include "src/collect/src/db/run_json.h"
-#include "src/collect/src/db/text_table.h"
-#include "src/collect/src/db/time_text.h"
-#include "src/collect/src/db/visible_text.h"
+#include "src/collect/src/reading/failure.h"
 #include "src/common/node/ranges.h"
+#include "src/common/text/text_table.h"
+#include "src/common/text/time_text.h"
+#include "src/common/text/visible_text.h"
 
 namespace zelk::db {
 
@@ -39,7 +39,8 @@ void expand(const std::vector<std::string>& sets, node::range_budget& budget,
     node::expansion found =
         node::expand_list(set == "-" ? standard_input() : set, budget);
     if (!found.problem.empty())
-      throw refusal("Node set '" + visible_text(set) + "': " + found.problem);
+      throw reading::refusal("Node set '" + text::visible_text(set) +
+                             "': " + found.problem);
     names.insert(found.names.begin(), found.names.end());
   }
 }
@@ -57,13 +58,14 @@ std::vector<std::string> wanted_nodes(const run_list_options& options) {
 
 std::int64_t start_of(const std::string& since) {
   if (since.empty()) return 0;
-  const std::int64_t present = now_usec();
-  if (const std::optional<std::int64_t> age = duration_usec(since))
+  const std::int64_t present = text::now_usec();
+  if (const std::optional<std::int64_t> age = text::duration_usec(since))
     return present - *age;
-  if (const std::optional<time_span> when = read_time(since, present))
+  if (const std::optional<text::time_span> when =
+          text::read_time(since, present))
     return when->from_usec;
-  throw refusal("--since: '" + visible_text(since) +
-                "' is none of 90s, 15m, 12h, 7d, 2w, 2025-11-20");
+  throw reading::refusal("--since: '" + text::visible_text(since) +
+                         "' is none of 90s, 15m, 12h, 7d, 2w, 2025-11-20");
 }
 
 std::vector<run> runs_of_nodes(datastore::database& base, run_filter filter,
@@ -120,22 +122,23 @@ std::string state_text(const run& each,
 
 void print_table(const std::vector<run>& runs,
                  const std::set<std::int64_t>& abandoned) {
-  text_table table({{"RUN", true},
-                    {"STARTED"},
-                    {"TOOK", true},
-                    {"LABEL"},
-                    {"NODES", true},
-                    {"RESULTS", true},
-                    {"STATE"},
-                    {"NOTE"}});
+  text::text_table table({{"RUN", true},
+                          {"STARTED"},
+                          {"TOOK", true},
+                          {"LABEL"},
+                          {"NODES", true},
+                          {"RESULTS", true},
+                          {"STATE"},
+                          {"NOTE"}});
   for (const run& each : runs)
-    table.add({fmt::format("{}", each.number), local_time(each.started_usec),
+    table.add({fmt::format("{}", each.number),
+               text::local_time(each.started_usec),
                each.ended_usec == 0
                    ? "-"
-                   : short_duration(each.ended_usec - each.started_usec),
-               or_dash(visible_text(each.label)), node_share(each),
+                   : text::short_duration(each.ended_usec - each.started_usec),
+               or_dash(text::visible_text(each.label)), node_share(each),
                share(each.results, each.results_expected),
-               state_text(each, abandoned), visible_text(each.note)});
+               state_text(each, abandoned), text::visible_text(each.note)});
   table.write(std::cout);
 }
 
@@ -152,10 +155,10 @@ void print_json(const std::vector<run>& runs,
 
 }  // namespace
 
-int list_runs(const place& where, const run_list_options& options) {
+int list_runs(const reading::place& where, const run_list_options& options) {
   if (options.nodes.empty() && !options.excluded.empty())
-    throw refusal("--exclude needs --nodes: of which nodes?");
-  datastore::database base = open_to_read(where);
+    throw reading::refusal("--exclude needs --nodes: of which nodes?");
+  datastore::database base = reading::open_to_read(where);
   const std::vector<run> runs = find_runs(base, options);
   const std::vector<std::int64_t> numbers = accumulate::abandoned_runs(base);
   const std::set<std::int64_t> abandoned(numbers.begin(), numbers.end());

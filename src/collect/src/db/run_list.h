@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "src/collect/src/db/opening.h"
+#include "src/collect/src/reading/opening.h"
 
 namespace zelk::db {
 
@@ -18,6 +18,6 @@ struct run_list_options {
 };
 
 // Returns the exit status.
-int list_runs(const place& where, const run_list_options& options);
+int list_runs(const reading::place& where, const run_list_options& options);
 
 }  // namespace zelk::db

@@ -11,13 +11,13 @@
 #include "src/collect/src/accumulate/exit_codes.h"
 #include "src/collect/src/accumulate/read_result.h"
 #include "src/collect/src/accumulate/runs.h"
-#include "src/collect/src/db/base64.h"
-#include "src/collect/src/db/failure.h"
-#include "src/collect/src/db/run_selection.h"
-#include "src/collect/src/db/time_text.h"
-#include "src/collect/src/db/visible_text.h"
+#include "src/collect/src/reading/base64.h"
+#include "src/collect/src/reading/failure.h"
+#include "src/collect/src/reading/run_selection.h"
 #include "src/common/names/names.h"
 #include "src/common/node/tokenized_host.h"
+#include "src/common/text/time_text.h"
+#include "src/common/text/visible_text.h"
 
 namespace zelk::db {
 
@@ -69,7 +69,8 @@ std::string reason_of(database& base, const run& from,
         missing.what.node == options.node &&
         (missing.what.provider.empty() || options.provider.empty() ||
          missing.what.provider == options.provider);
-    if (same && !missing.reason.empty()) return visible_text(missing.reason);
+    if (same && !missing.reason.empty())
+      return text::visible_text(missing.reason);
     if (same) return "it was expected and did not come";
   }
   return "";
@@ -78,22 +79,24 @@ std::string reason_of(database& base, const run& from,
 [[noreturn]] void refuse_nothing(database& base, const run& from,
                                  const show_options& options) {
   std::string text = fmt::format("Run {} has no result", from.number);
-  if (!options.node.empty()) text += " of '" + visible_text(options.node) + "'";
+  if (!options.node.empty())
+    text += " of '" + text::visible_text(options.node) + "'";
   if (!options.provider.empty())
-    text += " by '" + visible_text(options.provider) + "'";
+    text += " by '" + text::visible_text(options.provider) + "'";
   if (options.result != 0)
     text += fmt::format(" with the number {}", options.result);
   const std::string reason = reason_of(base, from, options);
-  if (!reason.empty()) throw refusal(text + ": " + reason);
+  if (!reason.empty()) throw reading::refusal(text + ": " + reason);
   const std::string nodes = nodes_of(base, from);
-  throw refusal(nodes.empty() ? text : text + "; it has results of " + nodes);
+  throw reading::refusal(nodes.empty() ? text
+                                       : text + "; it has results of " + nodes);
 }
 
 std::string candidate(const provider_result& result) {
   return fmt::format("{} {} {}",
-                     visible_text(field_text(result.header.hostname)),
-                     visible_text(field_text(result.header.name)),
-                     visible_text(field_text(result.header.option_id)));
+                     text::visible_text(field_text(result.header.hostname)),
+                     text::visible_text(field_text(result.header.name)),
+                     text::visible_text(field_text(result.header.option_id)));
 }
 
 [[noreturn]] void refuse_several(database& base, const run& from,
@@ -107,7 +110,7 @@ std::string candidate(const provider_result& result) {
     if (const auto result = accumulate::read_result(base, ids[i]))
       text += fmt::format("\n  {} --result {}", candidate(*result), ids[i]);
   if (ids.size() > most_listed) text += "\n  ...";
-  throw refusal(text);
+  throw reading::refusal(text);
 }
 
 std::string encoding_name(std::int32_t encoding) {
@@ -123,11 +126,11 @@ void line(const char* name, const std::string& value) {
 void print_header(std::int64_t id, const provider_result& result) {
   const provider_result_header& header = result.header;
   line("result", fmt::format("{}", id));
-  line("provider", visible_text(field_text(header.name)));
-  line("option", visible_text(field_text(header.option_id)));
-  line("hostname", visible_text(field_text(header.hostname)));
-  line("host_arg", visible_text(field_text(header.host_arg)));
-  line("username", visible_text(field_text(header.username)));
+  line("provider", text::visible_text(field_text(header.name)));
+  line("option", text::visible_text(field_text(header.option_id)));
+  line("hostname", text::visible_text(field_text(header.hostname)));
+  line("host_arg", text::visible_text(field_text(header.host_arg)));
+  line("username", text::visible_text(field_text(header.username)));
   line("exit_status", fmt::format("{}", header.exit_status));
   line("ended",
        fmt::format("{}.{:06}", header.timestamp_sec, header.timestamp_usec));
@@ -135,14 +138,14 @@ void print_header(std::int64_t id, const provider_result& result) {
   line("encoding", encoding_name(header.encoding));
   line("version", fmt::format("{}", header.version));
   line("num_nodes", fmt::format("{}", header.num_nodes));
-  line("nodes", visible_text(result.nodes_csv));
+  line("nodes", text::visible_text(result.nodes_csv));
   line("stdout_size", fmt::format("{}", result.stdout.size()));
   line("stderr_size", fmt::format("{}", result.stderr.size()));
 }
 
 provider_result read(database& base, std::int64_t id) {
   std::optional<provider_result> result = accumulate::read_result(base, id);
-  if (!result) throw failure(fmt::format("Result {} is gone", id));
+  if (!result) throw reading::failure(fmt::format("Result {} is gone", id));
   return std::move(*result);
 }
 
@@ -155,10 +158,10 @@ int print_headers(database& base, const std::vector<std::int64_t>& ids) {
 }
 
 std::string decoded(const provider_result& result) {
-  base64_bytes bytes = bytes_of_base64(result.stdout.view());
+  reading::base64_bytes bytes = reading::bytes_of_base64(result.stdout.view());
   if (bytes.problem.empty()) return std::move(bytes.bytes);
-  throw failure("The output of " + candidate(result) +
-                " says it is base64, but " + bytes.problem);
+  throw reading::failure("The output of " + candidate(result) +
+                         " says it is base64, but " + bytes.problem);
 }
 
 void print_bytes(const provider_result& result, const show_options& options) {
@@ -174,9 +177,9 @@ void print_bytes(const provider_result& result, const show_options& options) {
 
 }  // namespace
 
-int show_result(const place& where, const show_options& options) {
-  database base = open_to_read(where);
-  const run from = select_run(base, options.run);
+int show_result(const reading::place& where, const show_options& options) {
+  database base = reading::open_to_read(where);
+  const run from = reading::select_run(base, options.run);
   const std::vector<std::int64_t> ids = matching(base, from, options);
   if (ids.empty()) refuse_nothing(base, from, options);
   if (options.header) return print_headers(base, ids);

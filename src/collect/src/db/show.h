@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "src/collect/src/db/opening.h"
+#include "src/collect/src/reading/opening.h"
 
 namespace zelk::db {
 
@@ -22,6 +22,6 @@ struct show_options {
 
 // Writes to standard output byte for byte, control characters too: what asked
 // for is evidence. Returns the exit status.
-int show_result(const place& where, const show_options& options);
+int show_result(const reading::place& where, const show_options& options);
 
 }  // namespace zelk::db

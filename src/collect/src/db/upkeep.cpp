@@ -12,9 +12,9 @@
 #include "src/collect/src/accumulate/runs.h"
 #include "src/collect/src/accumulate/schema.h"
 #include "src/collect/src/db/compact.h"
-#include "src/collect/src/db/failure.h"
-#include "src/collect/src/db/size_text.h"
-#include "src/collect/src/db/visible_text.h"
+#include "src/collect/src/reading/failure.h"
+#include "src/common/text/size_text.h"
+#include "src/common/text/visible_text.h"
 
 namespace zelk::db {
 
@@ -38,7 +38,7 @@ struct faults {
   std::int64_t repairable = 0;
 
   void complain(const std::string& text) {
-    if (++all <= most_shown) std::cout << visible_text(text) << '\n';
+    if (++all <= most_shown) std::cout << text::visible_text(text) << '\n';
     if (all == most_shown + 1) std::cout << "...\n";
   }
 };
@@ -84,14 +84,14 @@ int verdict(const faults& found, bool quiet) {
     return accumulate::exit_fine;
   }
   const bool curable = found.all <= found.repairable;
-  std::cout << fmt::format("{} found; {}\n", counted(found.all, "fault"),
+  std::cout << fmt::format("{} found; {}\n", text::counted(found.all, "fault"),
                            curable ? "'zelk-db check --repair' makes them good"
                                    : "not all of them can be made good");
   return curable ? accumulate::exit_partial : accumulate::exit_nothing;
 }
 
-void repair(const place& where, bool quiet) {
-  database base = open_to_write(where);
+void repair(const reading::place& where, bool quiet) {
+  database base = reading::open_to_write(where);
   for (const std::int64_t number : accumulate::close_abandoned_runs(base))
     std::cout << fmt::format("run {} was abandoned: closed as interrupted\n",
                              number);
@@ -105,55 +105,55 @@ void repair(const place& where, bool quiet) {
   } catch (const store_error& error) {
     if (error.failure() == datastore::store_failure::transient) throw;
     // The check that follows tells what is wrong.
-    std::cout << "not repaired: " << visible_text(error.what()) << '\n';
+    std::cout << "not repaired: " << text::visible_text(error.what()) << '\n';
   }
 }
 
 }  // namespace
 
-int init_datastore(const place& where, bool chosen, bool quiet) {
+int init_datastore(const reading::place& where, bool chosen, bool quiet) {
   if (!chosen && !accumulate::make_folders_of(where.path))
-    throw refusal("No datastore was made");
+    throw reading::refusal("No datastore was made");
   const bool there = file_size(where.path) > 0;
   try {
     accumulate::open_datastore(where.path);
   } catch (const store_error& error) {
-    throw refusal(error.what());
+    throw reading::refusal(error.what());
   }
   if (!quiet)
     std::cout << (there ? "there is one: " : "made: ")
-              << visible_text(where.path) << '\n';
+              << text::visible_text(where.path) << '\n';
   return accumulate::exit_fine;
 }
 
-int check_datastore(const place& where, bool with_repair, bool quiet) {
+int check_datastore(const reading::place& where, bool with_repair, bool quiet) {
   if (with_repair) repair(where, quiet);
-  database base = open_to_read(where);
+  database base = reading::open_to_read(where);
   return verdict(look(base), quiet);
 }
 
-int vacuum_datastore(const place& where, bool quiet) {
+int vacuum_datastore(const reading::place& where, bool quiet) {
   const std::int64_t before = file_size(where.path);
-  database base = open_to_write(where);
+  database base = reading::open_to_write(where);
   compact(base);
   const bool all = base.checkpoint();
   if (!all)
     std::cerr << "zelk-db: somebody is reading; the file shrinks when that "
                  "ends\n";
   if (!quiet)
-    std::cout << fmt::format("{} before, {} now\n", size_text(before),
-                             size_text(file_size(where.path)));
+    std::cout << fmt::format("{} before, {} now\n", text::size_text(before),
+                             text::size_text(file_size(where.path)));
   return accumulate::exit_fine;
 }
 
-int migrate_datastore(const place& where, bool dry_run, bool quiet) {
-  check_file(where.path);
+int migrate_datastore(const reading::place& where, bool dry_run, bool quiet) {
+  reading::check_file(where.path);
   accumulate::migration_report report;
   try {
     report = accumulate::migrate_datastore(where.path, dry_run);
   } catch (const store_error& error) {
     if (error.failure() == datastore::store_failure::transient) throw;
-    throw refusal(error.what());
+    throw reading::refusal(error.what());
   }
   if (quiet) return accumulate::exit_fine;
   if (report.from == report.to)
@@ -162,7 +162,8 @@ int migrate_datastore(const place& where, bool dry_run, bool quiet) {
     std::cout << fmt::format("version {} {} version {}\n", report.from,
                              dry_run ? "would become" : "is now", report.to);
   if (!report.copy.empty())
-    std::cout << "the file as it was: " << visible_text(report.copy) << '\n';
+    std::cout << "the file as it was: " << text::visible_text(report.copy)
+              << '\n';
   return accumulate::exit_fine;
 }
 

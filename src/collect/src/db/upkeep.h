@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "src/collect/src/db/opening.h"
+#include "src/collect/src/reading/opening.h"
 
 namespace zelk::db {
 
@@ -10,16 +10,16 @@ namespace zelk::db {
 
 // Makes an empty datastore, with the folders above it when nobody chose the
 // place. One that is there stays as it is.
-int init_datastore(const place& where, bool chosen, bool quiet);
+int init_datastore(const reading::place& where, bool chosen, bool quiet);
 
 // Reads everything: SQLite's own check, references, the outputs against their
 // names, the counts. 1: with `repair` all would be well; 2: something is lost.
-int check_datastore(const place& where, bool repair, bool quiet);
+int check_datastore(const reading::place& where, bool repair, bool quiet);
 
 // Gives unused space back to the disk.
-int vacuum_datastore(const place& where, bool quiet);
+int vacuum_datastore(const reading::place& where, bool quiet);
 
 // Brings an older one to this program's version.
-int migrate_datastore(const place& where, bool dry_run, bool quiet);
+int migrate_datastore(const reading::place& where, bool dry_run, bool quiet);
 
 }  // namespace zelk::db

@@ -8,9 +8,9 @@
 #include <gtest/gtest.h>
 
 #include "src/collect/src/accumulate/schema.h"
-#include "src/collect/src/db/failure.h"
 #include "src/collect/src/db/info.h"
-#include "src/collect/src/db/test_output.h"
+#include "src/collect/src/reading/failure.h"
+#include "src/collect/src/reading/test_output.h"
 #include "src/common/datastore/test_child.h"
 
 namespace zelk::db {
@@ -18,8 +18,8 @@ namespace {
 
 class upkeep : public testing::Test {
  protected:
-  upkeep() : path_(folder_.file("zelk.db")), here_(place_of(path_)) {
-    add_run(path_, 1);
+  upkeep() : path_(folder_.file("zelk.db")), here_(reading::place_of(path_)) {
+    reading::add_run(path_, 1);
   }
 
   void damage(const std::string& sql) {
@@ -29,7 +29,7 @@ class upkeep : public testing::Test {
   }
 
   int check(bool repair = false) {
-    const captured_output output;
+    const reading::captured_output output;
     const int status = check_datastore(here_, repair, false);
     said_ = output.out();
     return status;
@@ -37,7 +37,7 @@ class upkeep : public testing::Test {
 
   datastore::scratch folder_;
   std::string path_;
-  place here_;
+  reading::place here_;
   std::string said_;
 };
 
@@ -51,7 +51,7 @@ TEST_F(upkeep, makes_wrong_counts_good) {
   EXPECT_EQ(check(), 1) << said_;
   EXPECT_NE(said_.find("check --repair"), said_.npos);
   EXPECT_EQ(check(true), 0) << said_;
-  EXPECT_EQ(number_in(path_, "SELECT results FROM v_run"), 6);
+  EXPECT_EQ(reading::number_in(path_, "SELECT results FROM v_run"), 6);
   EXPECT_EQ(check(), 0);
 }
 
@@ -81,7 +81,7 @@ TEST_F(upkeep, tells_when_something_refers_to_nothing) {
 }
 
 TEST_F(upkeep, survives_any_page_of_rubbish) {
-  open_to_write(here_).checkpoint();
+  reading::open_to_write(here_).checkpoint();
   const std::string good = datastore::content_of(path_);
   constexpr std::size_t page = 16384;
   for (std::size_t at = page; at < good.size(); at += page) {
@@ -91,11 +91,11 @@ TEST_F(upkeep, survives_any_page_of_rubbish) {
     const std::string path = folder_.write("bad.db", bad);
     std::filesystem::remove(path + "-wal");
     std::filesystem::remove(path + "-shm");
-    const captured_output output;
+    const reading::captured_output output;
     try {
-      EXPECT_NE(check_datastore(place_of(path), false, false), 0)
+      EXPECT_NE(check_datastore(reading::place_of(path), false, false), 0)
           << at / page << output.out();
-    } catch (const refusal&) {
+    } catch (const reading::refusal&) {
     }
   }
 }
@@ -106,7 +106,8 @@ TEST_F(upkeep, is_refused_for_what_is_no_datastore) {
       .execute("CREATE TABLE t (x)");
   const std::string newer =
       folder_.write("newer.db", datastore::content_of(path_));
-  open_to_write(place_of(newer)).execute("PRAGMA user_version = 99");
+  reading::open_to_write(reading::place_of(newer))
+      .execute("PRAGMA user_version = 99");
   const std::string paths[] = {
       folder_.file("nowhere"),
       folder_.path(),
@@ -118,14 +119,17 @@ TEST_F(upkeep, is_refused_for_what_is_no_datastore) {
       "/dev/zero"};
   for (const std::string& path : paths) {
     SCOPED_TRACE(path);
-    const captured_output output;
+    const reading::captured_output output;
     const bool plain = std::filesystem::is_regular_file(path);
     const std::string before = plain ? datastore::content_of(path) : "";
-    EXPECT_THROW(check_datastore(place_of(path), true, false), refusal);
-    EXPECT_THROW(vacuum_datastore(place_of(path), false), refusal);
-    EXPECT_THROW(show_info(place_of(path), {}), refusal);
+    EXPECT_THROW(check_datastore(reading::place_of(path), true, false),
+                 reading::refusal);
+    EXPECT_THROW(vacuum_datastore(reading::place_of(path), false),
+                 reading::refusal);
+    EXPECT_THROW(show_info(reading::place_of(path), {}), reading::refusal);
     if (path != folder_.file("nowhere")) {
-      EXPECT_THROW(migrate_datastore(place_of(path), false, false), refusal);
+      EXPECT_THROW(migrate_datastore(reading::place_of(path), false, false),
+                   reading::refusal);
     }
     if (plain) {
       EXPECT_TRUE(datastore::content_of(path) == before);
@@ -135,8 +139,8 @@ TEST_F(upkeep, is_refused_for_what_is_no_datastore) {
 }
 
 TEST_F(upkeep, names_the_version_that_is_too_new) {
-  open_to_write(here_).execute("PRAGMA user_version = 99");
-  EXPECT_NE(complaint_of([&] {
+  reading::open_to_write(here_).execute("PRAGMA user_version = 99");
+  EXPECT_NE(reading::complaint_of([&] {
               show_info(here_, {});
             }).find("it has version 99, this program knows versions up to"),
             std::string::npos);
@@ -147,9 +151,9 @@ TEST_F(upkeep, gives_space_back) {
       "WITH RECURSIVE c(x) AS (VALUES(1) UNION ALL SELECT x+1 FROM c WHERE "
       "x<200) INSERT INTO name (text) SELECT hex(zeroblob(10000)) || x FROM c");
   damage("DELETE FROM name WHERE length(text) > 10000");
-  open_to_write(here_).checkpoint();
+  reading::open_to_write(here_).checkpoint();
   const auto before = std::filesystem::file_size(path_);
-  const captured_output output;
+  const reading::captured_output output;
   EXPECT_EQ(vacuum_datastore(here_, false), 0);
   EXPECT_LT(std::filesystem::file_size(path_), before / 4);
   EXPECT_EQ(check(), 0) << said_;
@@ -157,7 +161,7 @@ TEST_F(upkeep, gives_space_back) {
 
 // An accumulator holds the lock: first a word about it, then an end.
 TEST_F(upkeep, waits_for_a_writer_and_then_gives_up) {
-  place impatient = here_;
+  reading::place impatient = here_;
   impatient.wait = std::chrono::seconds(1);
   const datastore::child writer([&](int to) {
     datastore::database base = accumulate::open_datastore(path_);
@@ -167,11 +171,11 @@ TEST_F(upkeep, waits_for_a_writer_and_then_gives_up) {
     return 0;
   });
   ASSERT_EQ(writer.heard(), "locked");
-  const captured_output output;
+  const reading::captured_output output;
   const std::string said =
-      complaint_of([&] { vacuum_datastore(impatient, false); });
+      reading::complaint_of([&] { vacuum_datastore(impatient, false); });
   EXPECT_NE(said.find("another process is writing"), said.npos) << said;
-  EXPECT_NE(complaint_of([&] {
+  EXPECT_NE(reading::complaint_of([&] {
               check_datastore(impatient, true, false);
             }).find("another process is writing"),
             std::string::npos);
@@ -180,8 +184,8 @@ TEST_F(upkeep, waits_for_a_writer_and_then_gives_up) {
 }
 
 TEST_F(upkeep, makes_a_datastore_once) {
-  const place there = place_of(folder_.file("new.db"));
-  const captured_output output;
+  const reading::place there = reading::place_of(folder_.file("new.db"));
+  const reading::captured_output output;
   EXPECT_EQ(init_datastore(there, true, false), 0);
   EXPECT_EQ(init_datastore(there, true, false), 0);
   EXPECT_EQ(output.out(),
@@ -189,14 +193,15 @@ TEST_F(upkeep, makes_a_datastore_once) {
   struct stat found = {};
   ::stat(there.path.c_str(), &found);
   EXPECT_EQ(found.st_mode & 0777U, 0600U);
-  EXPECT_THROW(init_datastore(place_of("/nowhere/x.db"), true, false), refusal);
-  EXPECT_THROW(
-      init_datastore(place_of(folder_.write("text", "hello")), true, false),
-      refusal);
+  EXPECT_THROW(init_datastore(reading::place_of("/nowhere/x.db"), true, false),
+               reading::refusal);
+  EXPECT_THROW(init_datastore(reading::place_of(folder_.write("text", "hello")),
+                              true, false),
+               reading::refusal);
 }
 
 TEST_F(upkeep, has_nothing_to_migrate_yet) {
-  const captured_output output;
+  const reading::captured_output output;
   EXPECT_EQ(migrate_datastore(here_, true, false), 0);
   EXPECT_EQ(migrate_datastore(here_, false, false), 0);
   EXPECT_EQ(output.out(),
@@ -206,9 +211,10 @@ TEST_F(upkeep, has_nothing_to_migrate_yet) {
 
 TEST_F(upkeep, says_that_a_file_to_migrate_is_empty) {
   const std::string empty = folder_.write("empty", "");
-  EXPECT_EQ(
-      complaint_of([&] { migrate_datastore(place_of(empty), false, false); }),
-      "Datastore '" + empty + "': the file is empty");
+  EXPECT_EQ(reading::complaint_of([&] {
+              migrate_datastore(reading::place_of(empty), false, false);
+            }),
+            "Datastore '" + empty + "': the file is empty");
 }
 
 }  // namespace

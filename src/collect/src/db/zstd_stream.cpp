@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "src/collect/src/db/archive_format.h"
-#include "src/collect/src/db/failure.h"
+#include "src/collect/src/reading/failure.h"
 #include "src/common/util/errno_text.h"
 
 namespace zelk::db {
@@ -27,7 +27,8 @@ void write_all(int fd, const char* data, std::size_t size) {
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) {
       const int code = errno;
-      throw failure("Unable to write the file " + util::errno_text(code));
+      throw reading::failure("Unable to write the file " +
+                             util::errno_text(code));
     }
     data += count;
     size -= static_cast<std::size_t>(count);
@@ -56,8 +57,8 @@ struct zstd_writer::state {
   }
   static std::size_t check(std::size_t code) {
     if (ZSTD_isError(code) != 0)
-      throw failure(std::string("Unable to compress: ") +
-                    ZSTD_getErrorName(code));
+      throw reading::failure(std::string("Unable to compress: ") +
+                             ZSTD_getErrorName(code));
     return code;
   }
   void push(std::string_view bytes, ZSTD_EndDirective end) {

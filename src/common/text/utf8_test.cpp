@@ -1,10 +1,10 @@
-#include "src/common/datastore/utf8.h"
+#include "src/common/text/utf8.h"
 
 #include <string>
 
 #include <gtest/gtest.h>
 
-namespace zelk::datastore {
+namespace zelk::text {
 namespace {
 
 using namespace std::string_literals;
@@ -67,4 +67,4 @@ TEST(is_text, takes_a_wide_character_at_any_place) {
 }
 
 }  // namespace
-}  // namespace zelk::datastore
+}  // namespace zelk::text

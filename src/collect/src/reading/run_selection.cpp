@@ -1,4 +1,4 @@
-#include "src/collect/src/db/run_selection.h"
+#include "src/collect/src/reading/run_selection.h"
 
 #include <fmt/format.h>
 
@@ -6,13 +6,13 @@
 #include <charconv>
 #include <optional>
 
-#include "src/collect/src/db/failure.h"
-#include "src/collect/src/db/size_text.h"
-#include "src/collect/src/db/time_text.h"
-#include "src/collect/src/db/visible_text.h"
+#include "src/collect/src/reading/failure.h"
 #include "src/common/str/nearest_word.h"
+#include "src/common/text/size_text.h"
+#include "src/common/text/time_text.h"
+#include "src/common/text/visible_text.h"
 
-namespace zelk::db {
+namespace zelk::reading {
 
 namespace {
 
@@ -45,7 +45,7 @@ std::vector<std::string> labels(database& base) {
 std::string listed(const std::vector<std::string>& words) {
   std::string text;
   for (std::size_t i = 0; i < std::min(words.size(), most_shown); ++i)
-    text += (i == 0 ? "" : ", ") + visible_text(words[i]);
+    text += (i == 0 ? "" : ", ") + text::visible_text(words[i]);
   return words.size() > most_shown ? text + ", ..." : text;
 }
 
@@ -54,7 +54,7 @@ std::string candidate_labels(database& base, std::string_view label) {
   if (known.empty()) return "no run has a label";
   const std::string nearest = str::nearest_word(label, known);
   if (!nearest.empty())
-    return "did you mean 'label:" + visible_text(nearest) + "'?";
+    return "did you mean 'label:" + text::visible_text(nearest) + "'?";
   return "labels are " + listed(known);
 }
 
@@ -79,7 +79,8 @@ std::string neighbours(database& base, std::int64_t usec) {
 std::string extent(database& base) {
   const std::int64_t count = base.integer("SELECT count(*) FROM v_run");
   if (count == 0) return "the datastore holds no run";
-  return fmt::format("the datastore holds {}, {} to {}", counted(count, "run"),
+  return fmt::format("the datastore holds {}, {} to {}",
+                     text::counted(count, "run"),
                      base.integer("SELECT min(run) FROM v_run"),
                      base.integer("SELECT max(run) FROM v_run"));
 }
@@ -87,7 +88,8 @@ std::string extent(database& base) {
 std::string candidates(database& base, std::string_view text) {
   if (text.starts_with(label_prefix))
     return candidate_labels(base, text.substr(label_prefix.size()));
-  if (const std::optional<time_span> day = read_time(text, now_usec()))
+  if (const std::optional<text::time_span> day =
+          text::read_time(text, text::now_usec()))
     if (std::string near = neighbours(base, day->from_usec); !near.empty())
       return near;
   return extent(base);
@@ -97,14 +99,14 @@ bool is_form_of_one(std::string_view text) {
   std::int64_t number = 0;
   const bool back = text.starts_with(latest_prefix) &&
                     is_number(text.substr(latest_prefix.size()), number);
-  const bool day = text.size() == 10 && read_time(text, 0).has_value();
+  const bool day = text.size() == 10 && text::read_time(text, 0).has_value();
   const bool label =
       text.starts_with(label_prefix) && text.size() > label_prefix.size();
   return back || day || label || text == "latest" || is_number(text, number);
 }
 
 [[noreturn]] void refuse_form(database& base, std::string_view text) {
-  const std::string typed = visible_text(text);
+  const std::string typed = text::visible_text(text);
   if (text.starts_with("now-") || text == "now" ||
       text.find(range_mark) != text.npos)
     throw refusal("'" + typed +
@@ -124,7 +126,7 @@ bool is_form_of_one(std::string_view text) {
 
 run checked(database& base, std::string_view text, std::optional<run> found) {
   if (found) return *found;
-  throw refusal("There is no run '" + visible_text(text) +
+  throw refusal("There is no run '" + text::visible_text(text) +
                 "': " + candidates(base, text));
 }
 
@@ -151,14 +153,16 @@ std::vector<run> runs_by_number(database& base, std::int64_t first,
 
 std::vector<run> runs_by_time(database& base, std::string_view text,
                               const range& ends) {
-  const std::int64_t present = now_usec();
-  const std::optional<time_span> first = read_time(ends.first, present);
-  const std::optional<time_span> last = read_time(ends.last, present);
+  const std::int64_t present = text::now_usec();
+  const std::optional<text::time_span> first =
+      text::read_time(ends.first, present);
+  const std::optional<text::time_span> last =
+      text::read_time(ends.last, present);
   if (!first || !last)
-    throw refusal("'" + visible_text(text) +
+    throw refusal("'" + text::visible_text(text) +
                   "' is not a range: A..B of numbers, days, now or now-7d");
   if (first->from_usec > last->until_usec)
-    throw refusal("'" + visible_text(text) + "' ends before it begins");
+    throw refusal("'" + text::visible_text(text) + "' ends before it begins");
   accumulate::run_filter filter;
   filter.started_from_usec = first->from_usec;
   filter.started_until_usec = last->until_usec;
@@ -172,11 +176,11 @@ std::vector<run> runs_in(database& base, std::string_view text,
   const bool numbers =
       is_number(ends.first, first) && is_number(ends.last, last);
   if (numbers && first > last)
-    throw refusal("'" + visible_text(text) + "' ends before it begins");
+    throw refusal("'" + text::visible_text(text) + "' ends before it begins");
   std::vector<run> found = numbers ? runs_by_number(base, first, last)
                                    : runs_by_time(base, text, ends);
   if (found.empty())
-    throw refusal("There is no run in '" + visible_text(text) +
+    throw refusal("There is no run in '" + text::visible_text(text) +
                   "': " + extent(base));
   return found;
 }
@@ -213,10 +217,10 @@ std::vector<run> select_runs(database& base,
 
 std::string name_of_run(const run& run) {
   std::string text =
-      fmt::format("run {} ({}", run.number, local_time(run.started_usec));
+      fmt::format("run {} ({}", run.number, text::local_time(run.started_usec));
   if (!run.label.empty())
-    text += fmt::format(", label '{}'", visible_text(run.label));
+    text += fmt::format(", label '{}'", text::visible_text(run.label));
   return text + ")";
 }
 
-}  // namespace zelk::db
+}  // namespace zelk::reading

@@ -1,8 +1,8 @@
-#include "src/collect/src/db/visible_text.h"
+#include "src/common/text/visible_text.h"
 
 #include <gtest/gtest.h>
 
-namespace zelk::db {
+namespace zelk::text {
 namespace {
 
 TEST(visible_text, writes_out_what_a_terminal_would_obey) {
@@ -48,4 +48,4 @@ TEST(columns_of_text, counts_characters) {
 }
 
 }  // namespace
-}  // namespace zelk::db
+}  // namespace zelk::text

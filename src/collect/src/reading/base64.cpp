@@ -1,8 +1,8 @@
-#include "src/collect/src/db/base64.h"
+#include "src/collect/src/reading/base64.h"
 
 #include <cstdint>
 
-namespace zelk::db {
+namespace zelk::reading {
 
 namespace {
 
@@ -72,4 +72,4 @@ base64_bytes bytes_of_base64(std::string_view text) {
   return result;
 }
 
-}  // namespace zelk::db
+}  // namespace zelk::reading

@@ -1,4 +1,4 @@
-// Why a command of zelk-db ends before it has done its work.
+// Why a program that reads a datastore ends before it has done its work.
 //
 // Thrown, and told once by main(); a datastore::store_error that nobody catches
 // is the third kind and ends as `failure` does. what() is for the user.
@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace zelk::db {
+namespace zelk::reading {
 
 // Nothing was begun: a mistake on the command line, no such run, a datastore
 // out of reach. Ends with status 3.
@@ -23,4 +23,4 @@ class failure : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-}  // namespace zelk::db
+}  // namespace zelk::reading

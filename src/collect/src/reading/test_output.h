@@ -8,9 +8,9 @@
 #include <string_view>
 
 #include "src/collect/src/accumulate/test_store.h"
-#include "src/collect/src/db/opening.h"
+#include "src/collect/src/reading/opening.h"
 
-namespace zelk::db {
+namespace zelk::reading {
 
 // Keeps what goes to std::cout and std::cerr while it lives.
 class captured_output {
@@ -80,7 +80,7 @@ inline std::int64_t add_run(const std::string& path, std::int64_t number,
 }
 
 inline std::int64_t number_in(const std::string& path, std::string_view sql) {
-  return open_to_read(place_of(path)).integer(sql);
+  return reading::open_to_read(place_of(path)).integer(sql);
 }
 
-}  // namespace zelk::db
+}  // namespace zelk::reading

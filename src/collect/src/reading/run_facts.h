@@ -16,7 +16,7 @@
 #include "src/common/facts/description_set.h"
 #include "src/common/facts/fact.h"
 
-namespace zelk::db {
+namespace zelk::reading {
 
 struct result_choice {
   std::int64_t run = 0;
@@ -46,4 +46,4 @@ facts_tally for_each_facts(
     const facts::description_set& descriptions,
     const std::function<void(const result_facts&)>& take);
 
-}  // namespace zelk::db
+}  // namespace zelk::reading

@@ -1,8 +1,8 @@
-#include "src/collect/src/db/base64.h"
+#include "src/collect/src/reading/base64.h"
 
 #include <gtest/gtest.h>
 
-namespace zelk::db {
+namespace zelk::reading {
 namespace {
 
 TEST(base64, gives_all_bytes_back_at_every_length) {
@@ -38,4 +38,4 @@ TEST(bytes_of_base64, names_the_byte_that_is_wrong) {
 }
 
 }  // namespace
-}  // namespace zelk::db
+}  // namespace zelk::reading

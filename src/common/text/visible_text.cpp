@@ -1,13 +1,13 @@
-#include "src/collect/src/db/visible_text.h"
+#include "src/common/text/visible_text.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdint>
 
-#include "src/common/datastore/utf8.h"
+#include "src/common/text/utf8.h"
 
-namespace zelk::db {
+namespace zelk::text {
 
 namespace {
 
@@ -59,7 +59,7 @@ std::string next_visible(std::string_view& text) {
   const std::string_view bytes =
       text.substr(0, length_of_character(text.front()));
   const bool zero = bytes == std::string_view("\0", 1);
-  if (!zero && !datastore::is_text(bytes)) {
+  if (!zero && !text::is_text(bytes)) {
     const auto byte = static_cast<unsigned char>(text.front());
     text.remove_prefix(1);
     return fmt::format("\\x{:02x}", byte);
@@ -85,4 +85,4 @@ std::size_t columns_of_text(std::string_view visible) {
       [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
 }
 
-}  // namespace zelk::db
+}  // namespace zelk::text

@@ -1,4 +1,4 @@
-#include "src/collect/src/db/time_text.h"
+#include "src/common/text/time_text.h"
 
 #include <fmt/format.h>
 
@@ -6,7 +6,7 @@
 #include <chrono>
 #include <ctime>
 
-namespace zelk::db {
+namespace zelk::text {
 
 namespace {
 
@@ -122,4 +122,4 @@ std::string short_duration(std::int64_t usec) {
   return fmt::format("{}d{:02}h", seconds / day, seconds % day / hour);
 }
 
-}  // namespace zelk::db
+}  // namespace zelk::text

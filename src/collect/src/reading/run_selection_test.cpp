@@ -1,14 +1,14 @@
-#include "src/collect/src/db/run_selection.h"
+#include "src/collect/src/reading/run_selection.h"
 
 #include <ctime>
 
 #include <gtest/gtest.h>
 
 #include "src/collect/src/accumulate/schema.h"
-#include "src/collect/src/db/failure.h"
-#include "src/collect/src/db/test_output.h"
+#include "src/collect/src/reading/failure.h"
+#include "src/collect/src/reading/test_output.h"
 
-namespace zelk::db {
+namespace zelk::reading {
 namespace {
 
 // Runs 1 to 4, of 2025-10-09 (twice), 10-10 and 10-12 in UTC.
@@ -110,4 +110,4 @@ TEST(select_run, says_that_there_is_none_at_all) {
 }
 
 }  // namespace
-}  // namespace zelk::db
+}  // namespace zelk::reading

@@ -1,11 +1,11 @@
-#include "src/collect/src/db/time_text.h"
+#include "src/common/text/time_text.h"
 
 #include <cstdlib>
 #include <ctime>
 
 #include <gtest/gtest.h>
 
-namespace zelk::db {
+namespace zelk::text {
 namespace {
 
 constexpr std::int64_t hour = 3600 * usec_per_sec;
@@ -70,4 +70,4 @@ TEST(short_duration, has_two_units_at_most) {
 }
 
 }  // namespace
-}  // namespace zelk::db
+}  // namespace zelk::text

@@ -1,10 +1,10 @@
-#include "src/collect/src/db/size_text.h"
+#include "src/common/text/size_text.h"
 
 #include <fmt/format.h>
 
 #include <array>
 
-namespace zelk::db {
+namespace zelk::text {
 
 std::string size_text(std::int64_t bytes) {
   constexpr std::array units = {"KiB", "MiB", "GiB", "TiB", "PiB"};
@@ -21,4 +21,4 @@ std::string counted(std::int64_t count, const std::string& what) {
   return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
 }
 
-}  // namespace zelk::db
+}  // namespace zelk::text

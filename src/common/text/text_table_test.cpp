@@ -1,10 +1,10 @@
-#include "src/collect/src/db/text_table.h"
+#include "src/common/text/text_table.h"
 
 #include <sstream>
 
 #include <gtest/gtest.h>
 
-namespace zelk::db {
+namespace zelk::text {
 namespace {
 
 TEST(text_table, puts_columns_under_each_other) {
@@ -34,4 +34,4 @@ TEST(text_table, keeps_its_widths_once_it_has_begun) {
 }
 
 }  // namespace
-}  // namespace zelk::db
+}  // namespace zelk::text

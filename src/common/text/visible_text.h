@@ -1,8 +1,8 @@
 // Text from nodes and files, made fit for a terminal.
 //
 // A host name, an output or a label may hold bytes that move the cursor, change
-// what stands on the screen, or type for the user. Everything that zelk-db says
-// about such text goes through here.
+// what stands on the screen, or type for the user. Everything that the head
+// node's programs say about such text goes through here.
 
 #pragma once
 
@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-namespace zelk::db {
+namespace zelk::text {
 
 // Returns `text` with what is not printable written out; one line always.
 //
@@ -24,4 +24,4 @@ std::string visible_text(std::string_view text);
 // How many columns visible text takes: its characters.
 std::size_t columns_of_text(std::string_view visible);
 
-}  // namespace zelk::db
+}  // namespace zelk::text

@@ -1,4 +1,4 @@
-#include "src/collect/src/db/opening.h"
+#include "src/collect/src/reading/opening.h"
 
 #include <sys/stat.h>
 
@@ -6,11 +6,11 @@
 #include <cerrno>
 
 #include "src/collect/src/accumulate/schema.h"
-#include "src/collect/src/db/failure.h"
+#include "src/collect/src/reading/failure.h"
 #include "src/common/datastore/file_system.h"
 #include "src/common/log/error_log.h"
 
-namespace zelk::db {
+namespace zelk::reading {
 
 namespace {
 
@@ -70,4 +70,4 @@ datastore::database open_to_write(const place& where) {
   });
 }
 
-}  // namespace zelk::db
+}  // namespace zelk::reading

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace zelk::db {
+namespace zelk::text {
 
 class text_table {
  public:
@@ -36,4 +36,4 @@ class text_table {
   bool started_ = false;
 };
 
-}  // namespace zelk::db
+}  // namespace zelk::text

@@ -1,11 +1,11 @@
-#include "src/collect/src/db/text_table.h"
+#include "src/common/text/text_table.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "src/collect/src/db/visible_text.h"
+#include "src/common/text/visible_text.h"
 
-namespace zelk::db {
+namespace zelk::text {
 
 namespace {
 
@@ -51,4 +51,4 @@ void text_table::write_row(std::ostream& out,
   out << line << '\n';
 }
 
-}  // namespace zelk::db
+}  // namespace zelk::text

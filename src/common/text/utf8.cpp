@@ -1,10 +1,10 @@
-#include "src/common/datastore/utf8.h"
+#include "src/common/text/utf8.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
-namespace zelk::datastore {
+namespace zelk::text {
 
 namespace {
 
@@ -79,4 +79,4 @@ bool is_text(std::string_view bytes) {
   }
 }
 
-}  // namespace zelk::datastore
+}  // namespace zelk::text

@@ -10,7 +10,7 @@
 
 #include "src/common/datastore/sqlite.h"
 
-namespace zelk::db {
+namespace zelk::reading {
 
 struct place {
   std::string path;
@@ -28,4 +28,4 @@ datastore::database open_to_read(const place& where);
 // For those that do. The file must exist.
 datastore::database open_to_write(const place& where);
 
-}  // namespace zelk::db
+}  // namespace zelk::reading

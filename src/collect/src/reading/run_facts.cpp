@@ -1,4 +1,4 @@
-#include "src/collect/src/db/run_facts.h"
+#include "src/collect/src/reading/run_facts.h"
 
 #include <algorithm>
 #include <map>
@@ -6,12 +6,12 @@
 #include <utility>
 #include <vector>
 
-#include "src/collect/src/db/base64.h"
+#include "src/collect/src/reading/base64.h"
 #include "src/common/facts/extraction_cache.h"
 #include "src/common/names/names.h"
 #include "src/common/node/natural_order.h"
 
-namespace zelk::db {
+namespace zelk::reading {
 
 namespace {
 
@@ -133,4 +133,4 @@ facts_tally for_each_facts(
   return tally;
 }
 
-}  // namespace zelk::db
+}  // namespace zelk::reading

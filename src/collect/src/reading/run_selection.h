@@ -21,7 +21,7 @@
 
 #include "src/collect/src/accumulate/runs.h"
 
-namespace zelk::db {
+namespace zelk::reading {
 
 accumulate::run select_run(datastore::database& base, std::string_view text);
 
@@ -32,4 +32,4 @@ std::vector<accumulate::run> select_runs(datastore::database& base,
 // "run 412 (2025-11-20 02:00, label 'nightly')", fit for a terminal.
 std::string name_of_run(const accumulate::run& run);
 
-}  // namespace zelk::db
+}  // namespace zelk::reading

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace zelk::db {
+namespace zelk::reading {
 
 std::string base64_of(std::string_view bytes);
 
@@ -18,4 +18,4 @@ struct base64_bytes {
 // The problem names the byte.
 base64_bytes bytes_of_base64(std::string_view text);
 
-}  // namespace zelk::db
+}  // namespace zelk::reading

@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-namespace zelk::db {
+namespace zelk::text {
 
 constexpr std::int64_t usec_per_sec = 1'000'000;
 
@@ -39,4 +39,4 @@ std::string utc_time(std::int64_t usec);
 // "5m12s", "1h02m", "3d04h", "0.4s": two units at most.
 std::string short_duration(std::int64_t usec);
 
-}  // namespace zelk::db
+}  // namespace zelk::text
