@@ -8,8 +8,9 @@
 #
 # Prints a line for each figure: ours, the tool's, by how much ours is off, and
 # whether that is within 5 %. A tool that is not installed is left out and named.
-# Debian packages: likwid (memory), python3-numpy with libopenblas0-pthread
-# (arithmetic), stress-ng and rt-tests (clock, wake-ups), fio (disk).
+# Debian packages: likwid (memory), python3-numpy with libopenblas0-pthread and
+# libblis4-pthread (arithmetic: the faster one counts), stress-ng and rt-tests
+# (clock, wake-ups), fio (disk).
 #
 # Everything runs with real-time priority where that is allowed, so that other
 # work on the machine does not decide who wins; in turns (-r), since threads that
@@ -93,31 +94,55 @@ memory() {
 # --- arithmetic --------------------------------------------------------------
 
 our_dgemm() { pinned=yes ours dgemm_hpl_mini 'dgemm\.turn\.best' DGEMM_SECONDS=2 DGEMM_SIZE=1152; }
-# An older OpenBLAS does not know a newer processor and takes kernels of half its
-# width: it is asked both ways, and the better one counts.
-their_dgemm() { { numpy; numpy OPENBLAS_CORETYPE=SKYLAKEX; } | best higher; }
-numpy() {
-  env "$@" OPENBLAS_NUM_THREADS=1 "${urgent[@]}" taskset -c "$first" /usr/bin/python3 - <<'END'
+# Both libraries are older than some processors, do not know them and take slow
+# kernels: they are asked with theirs and with those of 512 bits.
+their_dgemm() {
+  {
+    blas OPENBLAS_NUM_THREADS=1 "$openblas"
+    blas OPENBLAS_NUM_THREADS=1 OPENBLAS_CORETYPE=SKYLAKEX "$openblas"
+    blas BLIS_NUM_THREADS=1 "$blis"
+    blas BLIS_NUM_THREADS=1 BLIS_ARCH_TYPE=0 "$blis"
+  } | best higher
+}
+blas() {  # ASSIGNMENT... LIBRARY
+  [ -e "${*: -1}" ] || return 0
+  env "${@:1:$#-1}" "${urgent[@]}" taskset -c "$first" /usr/bin/python3 - "${@: -1}" <<'END'
+import ctypes
+import sys
 import time
 import numpy
 
 size = 1152
 a, b = (numpy.asfortranarray(numpy.random.rand(size, size)) for _ in "ab")
-c = numpy.empty((size, size), order="F")
-best, end = 1e9, time.time() + 2
+c = numpy.zeros((size, size), order="F")
+n, one, zero = ctypes.c_int(size), ctypes.c_double(1), ctypes.c_double(0)
+data = [ctypes.c_void_p(array.ctypes.data) for array in (a, b, c)]
+arguments = [b"N", b"N", ctypes.byref(n), ctypes.byref(n), ctypes.byref(n),
+             ctypes.byref(one), data[0], ctypes.byref(n), data[1],
+             ctypes.byref(n), ctypes.byref(zero), data[2], ctypes.byref(n)]
+dgemm = ctypes.CDLL(sys.argv[1]).dgemm_
+best, end = 1e9, time.time() + 1
 while time.time() < end:
     start = time.perf_counter()
-    numpy.matmul(a, b, out=c)
+    dgemm(*arguments)
     best = min(best, time.perf_counter() - start)
+assert numpy.allclose(c, a @ b)
 print(2 * size**3 / best / 1e9)
 END
 }
 
 arithmetic() {
-  if ! /usr/bin/python3 -c 'import numpy' 2>/dev/null; then without arithmetic python3-numpy; return; fi
-  local blas
-  blas=$(readlink -f "$(ldconfig -p | sed -n 's/.*libblas\.so\.3 .*=> //p' | head -n 1)")
-  compare "dgemm, one core" GFLOP/s higher "numpy, ${blas##*/} in ${blas%/*}" our_dgemm their_dgemm
+  local folder
+  folder=/usr/lib/$(uname -m)-linux-gnu
+  openblas=$folder/libopenblas.so.0 blis=$folder/blis-pthread/libblis.so.4
+  if ! /usr/bin/python3 -c 'import numpy' 2>/dev/null; then
+    without arithmetic python3-numpy
+  elif ! [ -e "$blis" ] && ! [ -e "$openblas" ]; then
+    without arithmetic "libblis4-pthread or libopenblas0-pthread"
+  else
+    compare "dgemm, one core" GFLOP/s higher \
+      "the faster of BLIS and OpenBLAS" our_dgemm their_dgemm
+  fi
 }
 
 # --- clock and scheduling ----------------------------------------------------
@@ -162,7 +187,11 @@ in_mb() { awk '{ print $1 * 1024 / 1e6 }'; }
 our_write() { our_disk write; }
 our_read() { our_disk read; }
 our_sync() { our_disk sync; }
-their_write() { fio_field 48 --rw=write --bs=1M --end_fsync=1 --refill_buffers --fallocate=none | in_mb; }
+# As ours: into a new file, each page marked, the rest of the data the same.
+their_write() {
+  rm -f "$work/fio.data"
+  fio_field 48 --rw=write --bs=1M --end_fsync=1 --fallocate=none | in_mb
+}
 their_read() { fio_field 7 --rw=read --bs=1M | in_mb; }
 their_sync() { fio_field 49 --rw=write --bs=4k --fdatasync=1 --runtime=1 --time_based; }
 
