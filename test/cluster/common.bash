@@ -87,6 +87,7 @@ expect_missing() {
   grep -qiE -- "$2" <<<"$reason" || fail "$1 is missing for '$reason', not '$2'"
 }
 expect_output() { grep -qE -- "$1" "$scratch/stdout" || fail "no '$1' on stdout"; }
+expect_said() { grep -qE -- "$1" "$scratch/stderr" || fail "no '$1' on stderr"; }
 
 # wait_for COMMAND...: until it succeeds, 60 seconds at most.
 wait_for() {

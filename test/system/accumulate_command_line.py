@@ -3,6 +3,7 @@
 looks for what the command line does not say."""
 
 import os
+import re
 import time
 
 from accumulator import (check, numbered, record, run, scan, scratch, stored,
@@ -13,8 +14,8 @@ for words in (["--help"], ["listen", "-h"], ["scan", "--nonsense", "--help"]):
     check(done.stdout.count("Usage: zelk-accumulate") == 1, done.stdout)
     check(done.stderr == "", done.stderr)
 done = run("--version", status=0)
-check(done.stdout.startswith("zelk-accumulate "), done.stdout)
-check(done.stdout.count("\n") == 1, done.stdout)
+check(re.fullmatch(r"zelk-accumulate [0-9.]+( \(commit [0-9a-f]{12}\))?\n"
+                   r"datastore version 3\n", done.stdout), done.stdout)
 for words in ([], ["lisen"], ["listen", "--bnid", "x"], ["replay"],
               ["scan", "/no/such/directory", "--db", scratch + "/x.db"],
               ["listen", "--bind", "nonsense", "--db", scratch + "/x.db"],

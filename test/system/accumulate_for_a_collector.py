@@ -70,8 +70,8 @@ for i in (1, 2):
 server.read("result")
 event = server.read("result")
 check(event == {"event": "result", "node": "n2", "provider": "memory",
-                "option": "None", "exit_status": 0, "duration": 1.5,
-                "bytes": 4}, event)
+                "option": "None", "hostname": "n2", "exit_status": 0,
+                "duration": 1.5, "bytes": 4}, event)
 check(query("SELECT count(*) FROM v_result") == [(2,)], "told before stored")
 server.order({"missing": [{"node": "n3", "provider": "", "option": "",
                            "reason": "ssh: connection refused"},

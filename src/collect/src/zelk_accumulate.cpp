@@ -39,9 +39,9 @@ bool find_spool(const command_line& line, Config& config,
 
 bool find_datastore(command_line& line, const Config& config) {
   const accumulate::datastore_location place =
-      accumulate::find_datastore(line.datastore);
+      accumulate::find_datastore(line.datastore, line.config_file);
   if (!place.problem.empty()) {
-    std::cerr << "zelk-accumulate: --db: " << place.problem << "\n";
+    std::cerr << "zelk-accumulate: " << place.problem << "\n";
     return false;
   }
   accumulate::writer_options& writer = line.listen.writer;

@@ -3,6 +3,7 @@
 // What a command does is in db/; here it is only chosen, and how it ends is
 // told.
 
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 
@@ -12,6 +13,8 @@
 #include "src/collect/src/db/upkeep.h"
 #include "src/collect/src/reading/failure.h"
 #include "src/common/log/settings.h"
+#include "src/common/names/names.h"
+#include "src/common/node/install_root.h"
 #include "src/common/str/str.h"
 #include "src/common/text/visible_text.h"
 
@@ -20,8 +23,8 @@ namespace {
 
 reading::place find_place(const command_line& line) {
   const accumulate::datastore_location found =
-      accumulate::find_datastore(line.datastore);
-  if (!found.problem.empty()) throw reading::refusal("--db: " + found.problem);
+      accumulate::find_datastore(line.datastore, line.config_file);
+  if (!found.problem.empty()) throw reading::refusal(found.problem);
   return {found.path, std::chrono::seconds(line.wait_sec)};
 }
 
@@ -38,6 +41,10 @@ int perform(const command_line& line) {
       return run_query(where, line.query);
     case command::facts:
       return show_facts(where, line.facts);
+    case command::baseline:
+      return manage_baseline(where, line.baseline);
+    case command::accept:
+      return manage_acceptances(where, line.accept);
     case command::export_runs:
       return export_runs(where, line.to_file);
     case command::import_runs:
@@ -54,6 +61,11 @@ int perform(const command_line& line) {
       return init_datastore(where, !line.datastore.empty(), line.quiet);
   }
   return accumulate::exit_unusable;
+}
+
+void find_install_root() {
+  const char* given = std::getenv("ZELK_TEST_INSTALL_ROOT");
+  install_root = given != nullptr ? given : node::get_default_path();
 }
 
 int complain(const std::exception& error, int status) {
@@ -83,6 +95,7 @@ int main(int argc, char* argv[]) {
     return *status;
   log::LOG_OUTPUT = 0;
   log::LOG_LEVEL = line.log_level;
+  db::find_install_root();
   try {
     return db::checked_output(db::perform(line));
   } catch (const reading::refusal& error) {

@@ -162,8 +162,8 @@ void distrust(sqlite3* handle) {
 
 struct database::busy_state {
   std::string path;
-  milliseconds limit{30000};
-  milliseconds notice{1000};
+  milliseconds limit{0};
+  milliseconds notice{0};
   std::shared_ptr<const shared_deadline> deadline;
   steady_clock::time_point since;
   bool told = false;
@@ -207,9 +207,11 @@ struct database::busy_state {
   }
 };
 
-database::database(const std::string& path, open_mode mode)
+database::database(const std::string& path, open_mode mode,
+                   const patience& waiting)
     : path_(path), busy_(std::make_unique<busy_state>()) {
   busy_->path = path;
+  set_busy_limit(waiting.limit, waiting.notice);
   if (mode == open_mode::create) make_file(path);
   check_file(path);
   try {

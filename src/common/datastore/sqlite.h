@@ -31,12 +31,21 @@ enum class open_mode {
 
 enum class value_type { integer, real, text, blob, null };
 
+// How long a lock that another process holds is waited for, and after how much
+// of it that is said.
+struct patience {
+  std::chrono::milliseconds limit{30'000};
+  std::chrono::milliseconds notice{1'000};
+};
+
 class database {
  public:
   // Opens `path` and reads its first page, so that what is no database is known
   // at once. To read, a file beside which nothing can be written is opened as
-  // one that nobody changes, unless a log lies beside it. Throws store_error.
-  database(const std::string& path, open_mode mode);
+  // one that nobody changes, unless a log lies beside it. Waits as `waiting`
+  // says, now and later: see set_busy_limit(). Throws store_error.
+  database(const std::string& path, open_mode mode,
+           const patience& waiting = {});
   database(database&& other) noexcept;
   database& operator=(database&& other) noexcept;
   ~database();
@@ -46,7 +55,7 @@ class database {
 
   // Waits at most `limit` for a lock that another process holds, then the
   // statement throws a transient failure. After `notice` of waiting one warning
-  // is logged. A database starts with 30 s and 1 s.
+  // is logged.
   void set_busy_limit(std::chrono::milliseconds limit,
                       std::chrono::milliseconds notice);
 

@@ -319,6 +319,7 @@ std::unique_ptr<const compiled_facts> compile(const written_facts& written) {
   result->path = written.path;
   result->provider = written.provider;
   result->version = written.version;
+  result->description = written.description;
   result->declared = written.declared;
   result->format = format_of(written.format);
   bool good = check_list(written, result->format);

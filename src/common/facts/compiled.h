@@ -48,6 +48,7 @@ struct compiled_facts {
   std::string path;  // of the description
   std::string provider;
   std::int32_t version = 1;
+  std::string description;
   bool declared = false;
   output_format format = output_format::lines;
   std::vector<compiled_fact> facts;

@@ -112,6 +112,10 @@ std::int32_t declaration::version() const {
   return all_->version;
 }
 
+const std::string& declaration::description() const {
+  return all_->description;
+}
+
 bool declaration::declares() const {
   return all_->declared;
 }

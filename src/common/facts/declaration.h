@@ -36,6 +36,8 @@ class declaration {
   const std::string& path() const;
   const std::string& provider() const;
   std::int32_t version() const;
+  // What the provider is about, for people; "" when nothing is said.
+  const std::string& description() const;
   // Whether the description says anything about facts.
   bool declares() const;
 

@@ -234,8 +234,9 @@ std::vector<std::string> note_problems(std::istream& in,
     for (std::string_view word = line.word(); !word.empty();
          word = line.word()) {
       const note found = parse_note(word);
-      if (found.key != "role" && found.key != "subcluster")
-        report("role=... or subcluster=...", word);
+      if (found.key != "role" && found.key != "subcluster" &&
+          found.key != "class")
+        report("role=..., subcluster=... or class=...", word);
       if (found.key != "role") continue;
       for (const std::string& name : str::split(found.value, ','))
         if (!is_role(name)) report("a role", name);

@@ -66,7 +66,7 @@ class Nodelist {
 };
 
 // Returns a complaint ("SOURCE:LINE: expected ...") for each word behind a name
-// that is neither a role=... nor a subcluster=... note, and for each role that
+// that is no role=..., subcluster=... or class=... note, and for each role that
 // the product does not have. For tools that use notes; it reads no names.
 std::vector<std::string> note_problems(std::istream& in,
                                        const std::string& source_name);

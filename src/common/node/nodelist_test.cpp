@@ -298,15 +298,16 @@ TEST(nodelist, is_not_slowed_by_ever_new_roles_of_one_node) {
 
 TEST(note_problems, tells_words_keys_and_roles_that_are_not_known) {
   std::istringstream in(
-      "\xef\xbb\xbfhead role=head,login subcluster=any thing\n"
+      "\xef\xbb\xbfhead role=head,login subcluster=any class=A thing\n"
       "# role=nonsense\n"
       "n[1-  slots=4 role=compute,copmute,\r\n");
-  EXPECT_EQ(
-      note_problems(in, "hosts"),
-      (lines{"hosts:1: expected role=... or subcluster=..., not 'thing'",
-             "hosts:3: expected role=... or subcluster=..., not 'slots=4'",
-             "hosts:3: expected a role, not 'copmute'",
-             "hosts:3: expected a role, not ''"}));
+  EXPECT_EQ(note_problems(in, "hosts"),
+            (lines{"hosts:1: expected role=..., subcluster=... or class=..., "
+                   "not 'thing'",
+                   "hosts:3: expected role=..., subcluster=... or class=..., "
+                   "not 'slots=4'",
+                   "hosts:3: expected a role, not 'copmute'",
+                   "hosts:3: expected a role, not ''"}));
 }
 
 TEST(note_problems, knows_every_role) {

@@ -67,6 +67,7 @@ std::optional<written_facts> read_written_facts(const std::string& path,
   if (!read_number(xml::attribute(&provider, "version"), provider, path,
                    result.version))
     return std::nullopt;
+  result.description = text_of(xml::child(&provider, "description"));
   read_facts(xml::child(&provider, "facts"), result);
   return result;
 }

@@ -25,6 +25,7 @@ struct written_facts {
   std::string path;
   std::string provider;      // its name
   std::int32_t version = 1;  // of the provider and so of its facts
+  std::string description;   // what the provider is about; "": nothing said
   bool declared = false;     // there is an element `facts`
   long line = 0;             // of that element
   std::string format = "lines";

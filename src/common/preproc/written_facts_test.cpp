@@ -45,12 +45,20 @@ TEST_F(read_written_facts_, keeps_every_attribute_and_its_line) {
   EXPECT_EQ(read_back->facts[1].line, 5);
 }
 
+TEST_F(read_written_facts_, keeps_what_the_provider_is_about) {
+  const auto read_back =
+      read("<description>\n  Memory, usable\n</description>");
+  ASSERT_TRUE(read_back);
+  EXPECT_EQ(read_back->description, "Memory, usable");
+}
+
 TEST_F(read_written_facts_, has_defaults) {
   const auto without = read("");
   ASSERT_TRUE(without);
   EXPECT_FALSE(without->declared);
   EXPECT_EQ(without->provider, "memory");
   EXPECT_EQ(without->version, 1);
+  EXPECT_EQ(without->description, "");
   const auto empty = read("<facts/>");
   ASSERT_TRUE(empty);
   EXPECT_TRUE(empty->declared);

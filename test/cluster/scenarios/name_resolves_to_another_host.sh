@@ -12,3 +12,4 @@ expect_missing node08 'no route|timed out'
 expect "$(query "SELECT node, hostname FROM v_result WHERE node <> hostname")" \
   "node05,node06"
 expect_run partial 7/8 7/8
+expect_said "is the host '(node06|NODE)', and so is node0[56]: two names lead to one host"

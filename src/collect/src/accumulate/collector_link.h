@@ -39,6 +39,8 @@ class collector_link {
   // Has `loop` wake for orders, unless `busy`, and for events that wait.
   void watch(receiver& loop, bool busy);
 
+  // Whether events go anywhere.
+  bool tells() const { return events_.open(); }
   void put(const std::string& event) { events_.put(event); }
   void put_last(const std::string& event);
 

@@ -6,8 +6,10 @@
 
 #include "src/collect/src/accumulate/exit_codes.h"
 #include "src/collect/src/accumulate/option_reader.h"
+#include "src/collect/src/accumulate/schema.h"
 #include "src/common/log/settings.h"
 #include "src/common/names/names.h"
+#include "src/common/names/version.h"
 
 namespace zelk::accumulate {
 
@@ -64,7 +66,8 @@ std::optional<int> parser::parse() {
     return exit_fine;
   }
   if (asks_for("--version")) {
-    std::cout << program_name << " " << ZELK_VERSION << "\n";
+    std::cout << version_text(program_name, {{"datastore", datastore_version}})
+              << std::flush;
     return exit_fine;
   }
   try {

@@ -8,6 +8,7 @@
 #include "src/collect/src/accumulate/exit_codes.h"
 #include "src/common/log/captured_log.h"
 #include "src/common/log/settings.h"
+#include "src/common/names/version.h"
 
 namespace zelk::accumulate {
 namespace {
@@ -174,7 +175,7 @@ TEST(read_command_line, helps_wherever_it_is_asked) {
 TEST(read_command_line, tells_its_version) {
   const reading read({"--version"});
   EXPECT_EQ(read.status, exit_fine);
-  EXPECT_TRUE(read.output.starts_with("zelk-accumulate "));
+  EXPECT_EQ(read.output, version_text("zelk-accumulate", {{"datastore", 3}}));
 }
 
 TEST(read_command_line, is_quiet_when_told) {

@@ -7,6 +7,8 @@
 #include <cstdlib>
 
 #include "src/common/log/error_log.h"
+#include "src/common/names/names.h"
+#include "src/common/preproc/configuration_file.h"
 #include "src/common/str/str.h"
 #include "src/common/util/errno_text.h"
 
@@ -37,22 +39,31 @@ bool has_scheme(const std::string& text) {
   return end != 0 && end != text.npos && text[end] == ':' && text[0] != '.';
 }
 
-datastore_location located(const std::string& text) {
+// `option` is where `text` comes from.
+datastore_location located(const std::string& text, const std::string& option) {
   constexpr std::string_view sqlite = "sqlite:";
   std::string path =
       text.starts_with(sqlite) ? text.substr(sqlite.size()) : text;
   if (path.starts_with("///")) path.erase(0, 2);
   if (path.empty() || (has_scheme(text) && !text.starts_with(sqlite)))
-    return {"", "'" + text + "': expected sqlite:PATH or a path"};
+    return {"", option + ": '" + text + "': expected sqlite:PATH or a path"};
   return {path, ""};
 }
 
 }  // namespace
 
-datastore_location find_datastore(const std::string& text) {
-  if (!text.empty()) return located(text);
+datastore_location find_datastore(const std::string& text,
+                                  const std::string& config_file) {
+  if (!text.empty()) return located(text, "--db");
   if (const std::string given = variable("ZELK_DB"); !given.empty())
-    return located(given);
+    return located(given, "ZELK_DB");
+  const preproc::configured_datastore configured =
+      preproc::find_configured_datastore(config_file, install_root, variable);
+  if (configured.failed)
+    return {"",
+            "the configuration, which may name the datastore, cannot be used; "
+            "--db names one without it"};
+  if (!configured.path.empty()) return {configured.path, ""};
   return {default_path(), ""};
 }
 

@@ -9,19 +9,36 @@
 
 #include "src/common/datastore/test_scratch.h"
 #include "src/common/log/captured_log.h"
+#include "src/common/names/names.h"
 
 namespace zelk::accumulate {
 namespace {
 
+// The source tree has the schema where an installed one has it, and a
+// configuration that says nothing of a datastore.
 struct find_datastore_test : public ::testing::Test {
   find_datastore_test() {
-    for (const char* name : {"ZELK_DB", "STATE_DIRECTORY"})
-      ::unsetenv(name);
+    forget();
+    ::setenv("XDG_CONFIG_HOME", place.file("config").c_str(), 1);
+    install_root = ZELK_SOURCE_DIR;
   }
   ~find_datastore_test() override {
-    for (const char* name : {"ZELK_DB", "STATE_DIRECTORY"})
+    forget();
+    install_root.clear();
+  }
+  static void forget() {
+    for (const char* name :
+         {"ZELK_DB", "ZELK_CONFIG", "STATE_DIRECTORY", "XDG_CONFIG_HOME"})
       ::unsetenv(name);
   }
+  std::string configuration(const std::string& datastore) {
+    const std::string name = "zelk.xml";
+    place.write(name, "<zelk><datastore><path>" + datastore +
+                          "</path></datastore></zelk>");
+    return place.file(name);
+  }
+
+  const datastore::scratch place;
 };
 
 TEST_F(find_datastore_test, reads_what_db_got) {
@@ -51,7 +68,10 @@ TEST_F(find_datastore_test, reads_what_db_got) {
 
 TEST_F(find_datastore_test, says_what_it_expects) {
   EXPECT_EQ(find_datastore("mysql:foo").problem,
-            "'mysql:foo': expected sqlite:PATH or a path");
+            "--db: 'mysql:foo': expected sqlite:PATH or a path");
+  ::setenv("ZELK_DB", "sqlite:", 1);
+  EXPECT_EQ(find_datastore("").problem,
+            "ZELK_DB: 'sqlite:': expected sqlite:PATH or a path");
 }
 
 TEST_F(find_datastore_test, asks_the_environment_in_order) {
@@ -60,6 +80,30 @@ TEST_F(find_datastore_test, asks_the_environment_in_order) {
   ::setenv("ZELK_DB", "sqlite:/tmp/z.db", 1);
   EXPECT_EQ(find_datastore("").path, "/tmp/z.db");
   EXPECT_EQ(find_datastore("mine.db").path, "mine.db");
+}
+
+TEST_F(find_datastore_test, asks_the_configuration_behind_the_variable) {
+  ::setenv("STATE_DIRECTORY", "/var/lib/zelkara", 1);
+  const std::string file = configuration("/srv/z.db");
+  EXPECT_EQ(find_datastore("", file).path, "/srv/z.db");
+  ::setenv("ZELK_CONFIG", file.c_str(), 1);
+  EXPECT_EQ(find_datastore("").path, "/srv/z.db");
+  ::setenv("ZELK_DB", "/tmp/z.db", 1);
+  EXPECT_EQ(find_datastore("", file).path, "/tmp/z.db");
+  EXPECT_EQ(find_datastore("mine.db", file).path, "mine.db");
+}
+
+// Whoever names the datastore is not kept from it by a broken file.
+TEST_F(find_datastore_test, refuses_a_configuration_that_cannot_be_used) {
+  log::captured_log log;
+  const std::string file = configuration("relative.db");
+  EXPECT_EQ(find_datastore("mine.db", file).path, "mine.db");
+  EXPECT_EQ(log.lines().size(), 0U);
+  EXPECT_EQ(find_datastore("", file).path, "");
+  EXPECT_EQ(find_datastore("", file).problem,
+            "the configuration, which may name the datastore, cannot be used; "
+            "--db names one without it");
+  EXPECT_EQ(log.lines().size(), 2U);
 }
 
 TEST_F(find_datastore_test, has_a_place_of_its_own) {

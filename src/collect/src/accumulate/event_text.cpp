@@ -51,6 +51,7 @@ std::string result_event(const provider_result& record) {
                {"node", given.empty() ? field_text(header.hostname) : given},
                {"provider", field_text(header.name)},
                {"option", field_text(header.option_id)},
+               {"hostname", field_text(header.hostname)},
                {"exit_status", header.exit_status},
                {"duration", header.duration},
                {"bytes", header.stdout_size + header.stderr_size}});

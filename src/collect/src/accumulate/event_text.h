@@ -2,7 +2,7 @@
 //
 //   {"event":"run","run":412}
 //   {"event":"result","node":"n1","provider":"memory","option":"None",
-//    "exit_status":0,"duration":1.2,"bytes":345}
+//    "hostname":"node1.cluster","exit_status":0,"duration":1.2,"bytes":345}
 //   {"event":"refused","peer":"...","reason":"..."}
 //   {"event":"closed","run":412,"state":"partial","results":9,"nodes":3,
 //    "missing_count":1,"missing":[{"node":...,"provider":...,"option":...,

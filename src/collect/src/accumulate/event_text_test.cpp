@@ -17,9 +17,10 @@ TEST(result_event, has_what_tells_results_apart) {
   provider_result record = a_result("node1", 1, "four");
   record.header.duration = 1.5;
   record.header.exit_status = -9;
-  EXPECT_EQ(result_event(record),
-            R"({"event":"result","node":"node1","provider":"memory",)"
-            R"("option":"None","exit_status":-9,"duration":1.5,"bytes":4})");
+  EXPECT_EQ(
+      result_event(record),
+      R"({"event":"result","node":"node1","provider":"memory",)"
+      R"("option":"None","hostname":"node1","exit_status":-9,"duration":1.5,"bytes":4})");
   std::strcpy(record.header.host_arg, "login");
   EXPECT_NE(result_event(record).find(R"("node":"login")"), std::string::npos);
 }

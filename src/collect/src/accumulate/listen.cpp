@@ -192,9 +192,11 @@ bool listen_session::begin_run() {
   return true;
 }
 
-// Called by the thread that stores.
+// Called by the thread that stores. A line takes longer to write than a record
+// to look up: none is written that nobody reads.
 void listen_session::tell_outcome(const provider_result& record,
                                   const row_outcome& decided) {
+  if (!link_.tells()) return;
   if (decided.result == outcome::rejected)
     return link_.put(refused_event(
         printable(field_text(record.header.hostname)), decided.reason));
@@ -400,10 +402,10 @@ int listen_session::report(const run_report& run) {
   else if (!options_.quiet || result != exit_fine)
     std::cout << text_of(summary);
   if (summary.counts.unsaved > 0)
-    say(log::level_warning, count_of(summary.counts.unsaved, "record") +
-                                " lie in '" +
-                                options_.writer.unsaved_directory +
-                                "': take them in with zelk-accumulate scan");
+    say(log::level_error,
+        unsaved_advice(summary.counts.unsaved,
+                       options_.writer.unsaved_directory, writer_.run_number(),
+                       options_.writer.store.path));
   std::cout.flush();
   return result;
 }

@@ -57,11 +57,12 @@ option_reader::option_reader(command_line& result) : result_(result) {
 void option_reader::declare_common() {
   app_.option_defaults()->group("Common options");
   app_.add_flag("-h,--help", words.help, "this text");
-  app_.add_flag("--version", words.version, "name and version");
+  app_.add_flag("--version", words.version, "name, version, formats");
   app_.add_option("-c,--config", words.config,
                   "configuration [ZELK_CONFIG, ROOT/etc/zelk.xml]")
       ->type_name("FILE");
-  app_.add_option("--db", words.datastore, "sqlite:PATH [ZELK_DB]")
+  app_.add_option("--db", words.datastore,
+                  "sqlite:PATH or a path [ZELK_DB, the configuration's]")
       ->type_name("URI");
   app_.add_option("-l,--log-level", words.level,
                   "alert critical error warning notice info debug [warning]")

@@ -42,6 +42,7 @@ constexpr const char* removals[] = {
 };
 
 constexpr const char* run_removals[] = {
+    "DELETE FROM baseline WHERE run = ?1",
     "DELETE FROM host WHERE run = ?1",
     "DELETE FROM expected_result WHERE run = ?1",
     "DELETE FROM expected_node WHERE run = ?1",

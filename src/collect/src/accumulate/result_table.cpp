@@ -85,6 +85,9 @@ class result_table::implementation {
 
   void open();
   void connect(datastore::database base);
+  datastore::patience waiting() const {
+    return {options_.busy_limit, options_.busy_notice};
+  }
   batch_writer& writer();
   bool full() const;
   void take(datastore_row& row);
@@ -135,12 +138,11 @@ result_table::implementation::implementation(
 }
 
 void result_table::implementation::open() {
-  connect(open_datastore(path_));
+  connect(open_datastore(path_, waiting()));
   identity_.emplace(path_);
 }
 
 void result_table::implementation::connect(datastore::database base) {
-  base.set_busy_limit(options_.busy_limit, options_.busy_notice);
   base.set_busy_deadline(options_.busy_deadline);
   writer_ = std::make_unique<batch_writer>(std::move(base));
 }
@@ -151,7 +153,7 @@ batch_writer& result_table::implementation::writer() {
   if (writer_) return *writer_;
   if (!identity_->same_database())
     throw store_error(store_failure::fatal, replaced(path_));
-  connect(open_datastore(path_));
+  connect(open_datastore(path_, waiting()));
   return *writer_;
 }
 

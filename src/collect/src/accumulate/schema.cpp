@@ -5,6 +5,7 @@
 #include <chrono>
 #include <thread>
 
+#include "src/collect/src/accumulate/schema_marks.h"
 #include "src/collect/src/accumulate/schema_sql.h"
 #include "src/collect/src/accumulate/schema_views.h"
 #include "src/common/datastore/file_system.h"
@@ -16,6 +17,7 @@ namespace {
 
 using datastore::database;
 using datastore::open_mode;
+using datastore::patience;
 using datastore::store_error;
 using datastore::store_failure;
 
@@ -36,7 +38,6 @@ constexpr char connection_settings[] =
     "PRAGMA cache_size = -32768;"
     "PRAGMA temp_store = MEMORY;";
 
-constexpr std::chrono::seconds longest_switch{30};
 constexpr std::chrono::milliseconds switch_pause{10};
 
 store_error refused(const database& base, const std::string& why) {
@@ -65,12 +66,25 @@ void check_kind(database& base, std::int64_t newest) {
                             "; a newer Zelkara is needed for it");
 }
 
+// Throws unless `base` has a version from `oldest` to the present one.
+void check_version(database& base, std::int64_t oldest, const char* does) {
+  check_kind(base, datastore_version);
+  const std::int64_t version = version_of(base);
+  if (version >= oldest) return;
+  throw refused(base, "it has version " + std::to_string(version) +
+                          ", this program " + does + " version " +
+                          std::to_string(oldest) +
+                          (oldest < datastore_version ? " and later" : "") +
+                          "; 'zelk-db migrate' brings it to version " +
+                          std::to_string(datastore_version));
+}
+
 // Looks through a connection that cannot change anything: what is refused has
 // to stay as it is. An empty file is nobody's.
-void check_before_writing(const std::string& path) {
+void check_before_writing(const std::string& path, const patience& waiting) {
   struct stat found = {};
   if (::stat(path.c_str(), &found) == -1 || found.st_size == 0) return;
-  database base(path, open_mode::read_only);
+  database base(path, open_mode::read_only, waiting);
   if (!is_empty(base)) check_datastore(base);
 }
 
@@ -80,6 +94,7 @@ void create_schema(database& base) {
   if (!is_empty(base)) return;
   base.execute(create_tables);
   base.execute(create_views);
+  base.execute(create_marks);
   base.execute("PRAGMA application_id = " +
                std::to_string(datastore_application_id));
   base.execute("PRAGMA user_version = " + std::to_string(datastore_version));
@@ -98,10 +113,10 @@ void settle_on_network(database& base, const std::string& network) {
   base.execute("PRAGMA journal_mode = DELETE");
 }
 
-// SQLite does not wait for this lock by itself: two that begin at the same time
-// would wait for each other.
-std::string switch_to_log(database& base) {
-  const auto end = std::chrono::steady_clock::now() + longest_switch;
+// SQLite does not wait for this lock by itself when two that begin at the same
+// time would wait for each other.
+std::string switch_to_log(database& base, const patience& waiting) {
+  const auto end = std::chrono::steady_clock::now() + waiting.limit;
   for (;;) {
     try {
       return base.text("PRAGMA journal_mode = WAL");
@@ -114,8 +129,8 @@ std::string switch_to_log(database& base) {
   }
 }
 
-void settle_here(database& base) {
-  if (switch_to_log(base) != "wal")
+void settle_here(database& base, const patience& waiting) {
+  if (switch_to_log(base, waiting) != "wal")
     throw refused(base, "a write-ahead log cannot be kept beside it");
 }
 
@@ -142,16 +157,17 @@ void take_steps(database& base, std::span<const migration_step> steps) {
 
 }  // namespace
 
-database open_datastore(const std::string& path) {
-  return open_datastore(path, datastore::network_file_system(path));
+database open_datastore(const std::string& path, const patience& waiting) {
+  return open_datastore(path, datastore::network_file_system(path), waiting);
 }
 
-database open_datastore(const std::string& path, const std::string& network) {
-  check_before_writing(path);
-  database base(path, open_mode::create);
+database open_datastore(const std::string& path, const std::string& network,
+                        const patience& waiting) {
+  check_before_writing(path, waiting);
+  database base(path, open_mode::create, waiting);
   if (is_empty(base)) base.execute(page_size);
   if (network.empty())
-    settle_here(base);
+    settle_here(base, waiting);
   else
     settle_on_network(base, network);
   base.execute(connection_settings);
@@ -160,31 +176,30 @@ database open_datastore(const std::string& path, const std::string& network) {
   return base;
 }
 
-database open_datastore_read_only(const std::string& path) {
-  database base(path, open_mode::read_only);
-  check_datastore(base);
+database open_datastore_read_only(const std::string& path,
+                                  const patience& waiting) {
+  database base(path, open_mode::read_only, waiting);
+  check_version(base, oldest_readable_version, "reads");
   return base;
 }
 
 void check_datastore(database& base) {
-  check_kind(base, datastore_version);
-  const std::int64_t version = version_of(base);
-  if (version < datastore_version)
-    throw refused(base, "it has version " + std::to_string(version) +
-                            ", this program writes version " +
-                            std::to_string(datastore_version) +
-                            "; 'zelk-db migrate' brings it there");
-}
-
-migration_report migrate_datastore(const std::string& path, bool dry_run) {
-  static const std::string new_views = std::string(drop_views) + create_views;
-  const migration_step steps[] = {{datastore_version, new_views.c_str()}};
-  return migrate_datastore(path, dry_run, steps);
+  check_version(base, datastore_version, "writes");
 }
 
 migration_report migrate_datastore(const std::string& path, bool dry_run,
-                                   std::span<const migration_step> steps) {
-  database base(path, dry_run ? open_mode::read_only : open_mode::read_write);
+                                   const patience& waiting) {
+  static const std::string new_views = std::string(drop_views) + create_views;
+  const migration_step steps[] = {{2, new_views.c_str()}, {3, create_marks}};
+  static_assert(datastore_version == 3, "a step leads to each version");
+  return migrate_datastore(path, dry_run, steps, waiting);
+}
+
+migration_report migrate_datastore(const std::string& path, bool dry_run,
+                                   std::span<const migration_step> steps,
+                                   const patience& waiting) {
+  database base(path, dry_run ? open_mode::read_only : open_mode::read_write,
+                waiting);
   migration_report report;
   report.to = steps.back().to;
   check_kind(base, report.to);

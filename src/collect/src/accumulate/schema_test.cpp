@@ -1,7 +1,9 @@
 #include "src/collect/src/accumulate/schema.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <map>
 #include <string>
 #include <vector>
@@ -46,7 +48,7 @@ TEST_F(schema, makes_a_file_with_the_settings_that_it_needs) {
       {"journal_mode", "wal"},
       {"synchronous", "2"},
       {"wal_autocheckpoint", "1000"},
-      {"user_version", "2"},
+      {"user_version", "3"},
       {"application_id", "1514490955"},
       {"journal_size_limit", "67108864"},
   };
@@ -189,7 +191,7 @@ TEST_F(schema, leaves_a_newer_file_alone_and_names_its_version) {
   const std::string before = datastore::content_of(path);
   const std::string refusal =
       "Datastore '" + path +
-      "': it has version 7, this program knows versions up to 2; a newer "
+      "': it has version 7, this program knows versions up to 3; a newer "
       "Zelkara is needed for it";
   EXPECT_EQ(refusal_of([&] { open_datastore(path); }), refusal);
   EXPECT_EQ(refusal_of([&] { open_datastore_read_only(path); }), refusal);
@@ -211,6 +213,57 @@ TEST_F(schema, warns_on_a_network_file_system_and_does_without_the_log) {
   EXPECT_EQ(std::filesystem::exists(path + "-shm"), false);
 }
 
+// A wait that nobody explains looks like a hang.
+TEST_F(schema, says_what_opening_waits_for_and_gives_up) {
+  open_datastore(path);
+  const child locker([&](int to) {
+    database base = open_datastore(path);
+    base.execute("PRAGMA locking_mode = EXCLUSIVE; BEGIN EXCLUSIVE");
+    child::say(to, "locked");
+    ::pause();
+    return 0;
+  });
+  ASSERT_EQ(locker.heard(), "locked");
+  const datastore::patience little{std::chrono::milliseconds(300),
+                                   std::chrono::milliseconds(20)};
+  const std::string said =
+      "Waiting for another process that is writing to the datastore '" + path +
+      "', at most 0.3 s";
+  log::captured_log log{log::level_warning};
+  EXPECT_NE(refusal_of([&] {
+              open_datastore(path, little);
+            }).find("another process is writing"),
+            std::string::npos);
+  EXPECT_EQ(log.lines(), lines{said});
+  EXPECT_NE(refusal_of([&] { open_datastore_read_only(path, little); }), "");
+  EXPECT_NE(refusal_of([&] { migrate_datastore(path, true, little); }), "");
+  EXPECT_EQ(log.lines(), (lines{said, said, said}));
+}
+
+// A file without a write-ahead log gets one when nobody uses it.
+TEST_F(schema, says_that_it_waits_for_readers_of_a_file_without_a_log) {
+  open_datastore(path, "NFS");
+  const child reader([&](int to) {
+    database base(path, open_mode::read_only);
+    base.execute("BEGIN; SELECT count(*) FROM run");
+    child::say(to, "reading");
+    ::pause();
+    return 0;
+  });
+  ASSERT_EQ(reader.heard(), "reading");
+  log::captured_log log{log::level_warning};
+  EXPECT_NE(refusal_of([&] {
+              open_datastore(path, "",
+                             {std::chrono::milliseconds(300),
+                              std::chrono::milliseconds(20)});
+            }),
+            "");
+  EXPECT_EQ(log.lines(),
+            lines{"Waiting for another process that is writing to the "
+                  "datastore '" +
+                  path + "', at most 0.3 s"});
+}
+
 class migration : public schema {
  protected:
   // A datastore of the present version with some rows, and what comes after it.
@@ -229,9 +282,9 @@ class migration : public schema {
   }
 
   const std::vector<migration_step> steps = {
-      {2, "this is behind us"},
-      {3, "ALTER TABLE run ADD COLUMN colour TEXT NOT NULL DEFAULT 'grey'"},
-      {4,
+      {3, "this is behind us"},
+      {4, "ALTER TABLE run ADD COLUMN colour TEXT NOT NULL DEFAULT 'grey'"},
+      {5,
        "CREATE TABLE fact (id INTEGER PRIMARY KEY) STRICT;"
        "INSERT INTO fact SELECT id FROM result"},
   };
@@ -240,27 +293,27 @@ class migration : public schema {
 
 TEST_F(migration, takes_an_older_file_to_the_last_version) {
   const migration_report report = migrate_datastore(path, false, steps);
-  EXPECT_EQ(report.from, 2);
-  EXPECT_EQ(report.to, 4);
-  EXPECT_EQ(report.copy, path + ".v2");
+  EXPECT_EQ(report.from, 3);
+  EXPECT_EQ(report.to, 5);
+  EXPECT_EQ(report.copy, path + ".v3");
   database base(path, open_mode::read_only);
-  EXPECT_EQ(base.integer("PRAGMA user_version"), 4);
+  EXPECT_EQ(base.integer("PRAGMA user_version"), 5);
   EXPECT_EQ(base.text("SELECT colour FROM run"), "grey");
   EXPECT_EQ(base.integer("SELECT count(*) FROM fact"), 50);
   EXPECT_EQ(rows_of(base), rows);
   database copy(report.copy, open_mode::read_only);
-  EXPECT_EQ(copy.integer("PRAGMA user_version"), 2);
+  EXPECT_EQ(copy.integer("PRAGMA user_version"), 3);
   EXPECT_EQ(rows_of(copy), rows);
 }
 
 TEST_F(migration, tells_without_doing_on_a_dry_run) {
   const std::string before = datastore::content_of(path);
   const migration_report report = migrate_datastore(path, true, steps);
-  EXPECT_EQ(report.from, 2);
-  EXPECT_EQ(report.to, 4);
+  EXPECT_EQ(report.from, 3);
+  EXPECT_EQ(report.to, 5);
   EXPECT_EQ(report.copy, "");
   EXPECT_EQ(datastore::content_of(path), before);
-  EXPECT_FALSE(std::filesystem::exists(path + ".v2"));
+  EXPECT_FALSE(std::filesystem::exists(path + ".v3"));
 }
 
 TEST_F(migration, has_nothing_to_do_in_a_current_file) {
@@ -272,7 +325,7 @@ TEST_F(migration, has_nothing_to_do_in_a_current_file) {
 
 TEST_F(migration, leaves_the_file_as_it_was_when_a_step_fails) {
   std::vector<migration_step> broken = steps;
-  broken.push_back({4, "CREATE TABLE fact (id)"});
+  broken.push_back({5, "CREATE TABLE fact (id)"});
   EXPECT_NE(refusal_of([&] { migrate_datastore(path, false, broken); }), "");
   database base = open_datastore(path);
   EXPECT_EQ(base.integer("SELECT count(*) FROM sqlite_schema WHERE name = "
@@ -283,7 +336,7 @@ TEST_F(migration, leaves_the_file_as_it_was_when_a_step_fails) {
 
 TEST_F(migration, takes_back_a_step_that_leaves_dangling_references) {
   std::vector<migration_step> broken = steps;
-  broken.push_back({4, "PRAGMA foreign_keys = OFF; DELETE FROM run"});
+  broken.push_back({5, "PRAGMA foreign_keys = OFF; DELETE FROM run"});
   EXPECT_EQ(refusal_of([&] { migrate_datastore(path, false, broken); }),
             "Datastore '" + path +
                 "': the migration left references to nothing behind; it was "
@@ -293,11 +346,11 @@ TEST_F(migration, takes_back_a_step_that_leaves_dangling_references) {
 
 // The copy that is there may be the only good one.
 TEST_F(migration, does_not_overwrite_a_copy) {
-  place.write("zelk.db.v2", "precious");
+  place.write("zelk.db.v3", "precious");
   EXPECT_EQ(refusal_of([&] { migrate_datastore(path, false, steps); }),
-            "Datastore '" + path + ".v2': File exists");
-  EXPECT_EQ(datastore::content_of(path + ".v2"), "precious");
-  EXPECT_EQ(open_datastore(path).integer("PRAGMA user_version"), 2);
+            "Datastore '" + path + ".v3': File exists");
+  EXPECT_EQ(datastore::content_of(path + ".v3"), "precious");
+  EXPECT_EQ(open_datastore(path).integer("PRAGMA user_version"), 3);
 }
 
 TEST_F(migration, is_whole_or_not_at_all_when_it_is_killed) {
@@ -316,28 +369,69 @@ TEST_F(migration, is_whole_or_not_at_all_when_it_is_killed) {
     const std::int64_t version = base.integer("PRAGMA user_version");
     EXPECT_EQ(base.integer("SELECT count(*) FROM sqlite_schema WHERE name = "
                            "'fact'"),
-              version == 4 ? 1 : 0);
-    EXPECT_TRUE(version == 2 || version == 4);
+              version == 5 ? 1 : 0);
+    EXPECT_TRUE(version == 3 || version == 5);
     EXPECT_EQ(rows_of(base), rows);
   }
 }
 
-TEST_F(migration, gives_a_file_of_version_1_the_views_of_version_2) {
-  const std::string fresh = place.file("fresh.db");
-  constexpr char views[] =
-      "SELECT group_concat(name || sql) FROM (SELECT name, sql FROM "
-      "sqlite_schema WHERE type = 'view' ORDER BY name)";
-  const std::string wanted = open_datastore(fresh).text(views);
-  {
-    database older(fresh, open_mode::read_write);
-    older.execute(
-        "DROP VIEW v_run; CREATE VIEW v_run AS SELECT number AS run FROM run;"
-        "PRAGMA user_version = 1");
-  }
-  const migration_report report = migrate_datastore(fresh, false);
+constexpr char all_statements[] =
+    "SELECT group_concat(type || name || sql) FROM (SELECT type, name, sql "
+    "FROM sqlite_schema WHERE sql IS NOT NULL ORDER BY type, name)";
+
+// What was migrated differs in nothing from what was made new.
+TEST_F(migration, gives_a_file_of_version_2_what_version_3_has) {
+  const std::string wanted = open_datastore(path).text(all_statements);
+  take_back_to_version_2(path);
+  const migration_report report = migrate_datastore(path, false);
+  EXPECT_EQ(report.from, 2);
+  EXPECT_EQ(report.to, 3);
+  EXPECT_EQ(report.copy, path + ".v2");
+  database base = open_datastore(path);
+  EXPECT_EQ(base.text(all_statements), wanted);
+  EXPECT_EQ(rows_of(base), rows);
+  database copy(report.copy, open_mode::read_only);
+  EXPECT_EQ(copy.integer("PRAGMA user_version"), 2);
+  EXPECT_EQ(rows_of(copy), rows);
+}
+
+TEST_F(migration, takes_a_file_of_version_1_over_version_2_to_version_3) {
+  const std::string wanted = open_datastore(path).text(all_statements);
+  take_back_to_version_2(path);
+  database(path, open_mode::read_write)
+      .execute(
+          "DROP VIEW v_run; CREATE VIEW v_run AS SELECT number AS run FROM "
+          "run; PRAGMA user_version = 1");
+  const migration_report report = migrate_datastore(path, false);
   EXPECT_EQ(report.from, 1);
-  EXPECT_EQ(report.to, 2);
-  EXPECT_EQ(open_datastore(fresh).text(views), wanted);
+  EXPECT_EQ(report.to, 3);
+  EXPECT_EQ(report.copy, path + ".v1");
+  database base = open_datastore(path);
+  EXPECT_EQ(base.text(all_statements), wanted);
+  EXPECT_EQ(rows_of(base), rows);
+}
+
+TEST_F(migration, of_a_dry_run_tells_all_versions_on_the_way) {
+  take_back_to_version_2(path);
+  database(path, open_mode::read_write).execute("PRAGMA user_version = 1");
+  const migration_report report = migrate_datastore(path, true);
+  EXPECT_EQ(report.from, 1);
+  EXPECT_EQ(report.to, 3);
+  EXPECT_EQ(report.copy, "");
+}
+
+TEST_F(schema, of_version_2_is_read_and_not_written) {
+  open_datastore(path);
+  take_back_to_version_2(path);
+  const std::string before = datastore::content_of(path);
+  EXPECT_EQ(refusal_of([&] { open_datastore(path); }),
+            "Datastore '" + path +
+                "': it has version 2, this program writes version 3; 'zelk-db "
+                "migrate' brings it to version 3");
+  EXPECT_EQ(open_datastore_read_only(path).integer("SELECT count(*) FROM "
+                                                   "v_run"),
+            0);
+  EXPECT_EQ(datastore::content_of(path), before);
 }
 
 TEST_F(schema, asks_for_a_migration_when_the_file_is_older) {

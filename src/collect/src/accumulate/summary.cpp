@@ -11,6 +11,7 @@
 
 #include "src/collect/src/accumulate/printable.h"
 #include "src/common/node/tokenized_host.h"
+#include "src/common/preproc/preproc.h"
 
 namespace zelk::accumulate {
 
@@ -145,6 +146,19 @@ std::string size_text(std::uint64_t bytes) {
   for (; value >= 1024 && unit + 1 < std::size(units); ++unit)
     value /= 1024;
   return fmt::format("{:.{}f} {}", value, unit == 0 ? 0 : 1, units[unit]);
+}
+
+std::string unsaved_advice(std::uint64_t records, const std::string& directory,
+                           std::int64_t run, const std::string& datastore) {
+  std::string command = "zelk-accumulate scan";
+  if (run != 0) command += fmt::format(" --run {}", run);
+  command += " --db " + preproc::shell_quoted(datastore) + " " +
+             preproc::shell_quoted(directory);
+  return fmt::format(
+      "{} could not be stored in time and {} in '{}'; this takes {} into {}: "
+      "{}",
+      count_of(records, "record"), records == 1 ? "lies" : "lie", directory,
+      records == 1 ? "it" : "them", run != 0 ? "the run" : "a run", command);
 }
 
 std::int64_t unnamed_missing(const run_report& run) {

@@ -35,6 +35,11 @@ std::string text_of(const scan_summary& summary);
 std::string json_of(const listen_summary& summary);
 std::string json_of(const scan_summary& summary);
 
+// What to do about records that became files in `directory`: without the run a
+// scan would make one of its own of them. 0: there is no run.
+std::string unsaved_advice(std::uint64_t records, const std::string& directory,
+                           std::int64_t run, const std::string& datastore);
+
 // "node[037,112]  stream: reason", one line for all nodes that lack the same.
 std::vector<std::string> missing_lines(
     const std::vector<missing_result>& missing);

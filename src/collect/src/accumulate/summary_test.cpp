@@ -105,6 +105,16 @@ TEST_F(summary_test, makes_a_document_of_any_bytes) {
   EXPECT_TRUE(json::accept(json_of(summary)));
 }
 
+TEST(unsaved_advice, names_the_run_that_they_belong_to) {
+  EXPECT_EQ(unsaved_advice(3, "/x/it's here", 412, "/x/zelk.db"),
+            "3 records could not be stored in time and lie in '/x/it's here'; "
+            "this takes them into the run: zelk-accumulate scan --run 412 --db "
+            "'/x/zelk.db' '/x/it'\\''s here'");
+  EXPECT_EQ(unsaved_advice(1, "u", 0, "z.db"),
+            "1 record could not be stored in time and lies in 'u'; this takes "
+            "it into a run: zelk-accumulate scan --db 'z.db' 'u'");
+}
+
 TEST(size_text, uses_the_largest_unit) {
   EXPECT_EQ(size_text(0), "0 B");
   EXPECT_EQ(size_text(1023), "1023 B");

@@ -57,8 +57,18 @@ inline bool same_bytes(const provider_result& a, const provider_result& b) {
          a.stderr == b.stderr && a.nodes_csv == b.nodes_csv;
 }
 
+// Makes the datastore `path` what version 2 had.
+inline void take_back_to_version_2(const std::string& path) {
+  datastore::database base(path, datastore::open_mode::read_write);
+  base.execute(
+      "DROP VIEW v_baseline; DROP VIEW v_acceptance; DROP VIEW "
+      "v_acceptance_node; DROP TABLE baseline; DROP TABLE acceptance_node; "
+      "DROP TABLE acceptance; PRAGMA user_version = 2");
+}
+
 struct a_store {
-  explicit a_store(const std::string& path, result_table_options options = {})
+  explicit a_store(const std::string& path,
+                   const result_table_options& options = {})
       : table(path, options) {
     table.on_outcome([this](const row_outcome& each) { told.push_back(each); });
     run = create_run(table.database(), {});

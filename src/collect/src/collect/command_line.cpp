@@ -12,6 +12,7 @@
 
 #include "src/collect/src/collect/exit_codes.h"
 #include "src/common/log/settings.h"
+#include "src/common/names/version.h"
 #include "src/common/str/nearest_word.h"
 #include "src/common/str/str.h"
 
@@ -225,7 +226,7 @@ void parser::declare_ask() {
 void parser::declare_common() {
   app_.option_defaults()->group(common_group);
   app_.add_flag("-h,--help", help_, "this text");
-  app_.add_flag("--version", version_, "name and version");
+  app_.add_flag("--version", version_, "name, version, commit");
   text("-c,--config", to_.config_file,
        "configuration [ZELK_CONFIG, ROOT/etc/zelk.xml]", "FILE");
   text("-l,--log-level", level_,
@@ -378,7 +379,7 @@ std::optional<int> parser::parse() {
     return exit_complete;
   }
   if (asks_for("--version", "--version")) {
-    std::cout << program_name << " " << ZELK_VERSION << std::endl;
+    std::cout << version_text(program_name) << std::flush;
     return exit_complete;
   }
   try {

@@ -1,13 +1,10 @@
 #include "src/collect/src/collect/configuration.h"
 
-#include <unistd.h>
-
 #include "src/collect/src/collect/setting_rules.h"
 #include "src/common/preproc/fields.h"
 #include "src/common/xml/complaint.h"
 #include "src/common/xml/document.h"
 #include "src/common/xml/query.h"
-#include "src/common/xml/xml.h"
 
 namespace zelk::collect {
 
@@ -19,7 +16,6 @@ class reader {
       : path_(path), settings_(settings) {}
 
   bool read(const xmlNode& zelk);
-  bool has_only_own_children(const xmlNode& zelk) const;
 
  private:
   bool apply(const setting_rule& rule, const xmlNode& element);
@@ -81,49 +77,19 @@ bool reader::read(const xmlNode& zelk) {
     if (element != nullptr && !apply(rule, *element)) return false;
   }
   read_suites(xml::child(collect, "suites"));
-  const xmlNode* path = xml::child(xml::child(&zelk, "datastore"), "path");
+  const xmlNode* path = preproc::datastore_path_element(zelk);
   if (path != nullptr && !apply(*find_rule("datastore"), *path)) return false;
   return read_ssh_options(xml::child(collect, "ssh_options"));
-}
-
-bool reader::has_only_own_children(const xmlNode& zelk) const {
-  for (const char* name : {"output_directory", "provider_options"})
-    if (const xmlNode* other = xml::child(&zelk, name)) {
-      xml::complain(path_,
-                    {xml::line_of(*other),
-                     "expected only 'collect' and 'datastore' in a user's own "
-                     "file; found '" +
-                         std::string(name) + "'"});
-      return false;
-    }
-  return true;
 }
 
 }  // namespace
 
 bool read_configuration(const std::string& path, configuration_owner owner,
                         collect_settings& settings) {
-  xmlDoc* opened = nullptr;
-  if (!xml::open_and_validate(
-          path, settings.install_root + "/share/zelkara/zelk.xsd", opened))
-    return false;
-  const xml::unique_doc document(opened);
-  const xmlNode& zelk = *xml::root(*document);
-  reader file(path, settings);
-  if (owner == configuration_owner::user && !file.has_only_own_children(zelk))
-    return false;
-  return file.read(zelk);
-}
-
-std::string user_configuration(std::string (*variable)(const char* name)) {
-  std::string folder = variable("XDG_CONFIG_HOME");
-  if (folder.empty()) {
-    folder = variable("HOME");
-    if (folder.empty()) return "";
-    folder += "/.config";
-  }
-  const std::string path = folder + "/zelkara/zelk.xml";
-  return ::access(path.c_str(), F_OK) == 0 ? path : "";
+  const xml::unique_doc document =
+      preproc::open_configuration(path, owner, settings.install_root);
+  if (!document) return false;
+  return reader(path, settings).read(*xml::root(*document));
 }
 
 }  // namespace zelk::collect

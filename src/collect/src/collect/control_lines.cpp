@@ -81,6 +81,7 @@ std::optional<accumulator_event> read_event(std::string_view line) {
     event.result.node = object.value("node", "");
     event.result.provider = object.value("provider", "");
     event.result.option = object.value("option", "");
+    event.host_name = object.value("hostname", "");
     event.exit_status = object.value("exit_status", 0);
     event.duration = object.value("duration", 0.0);
     event.bytes = object.value("bytes", std::int64_t{0});

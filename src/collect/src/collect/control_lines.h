@@ -29,6 +29,7 @@ struct accumulator_event {
   kind what = kind::other;
   std::int64_t run = 0;      // run, closed
   expected_result result;    // result
+  std::string host_name;     // result: what the node calls itself
   int exit_status = 0;       // result
   double duration = 0;       // result; seconds
   std::int64_t bytes = 0;    // result

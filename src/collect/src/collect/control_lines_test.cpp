@@ -38,10 +38,11 @@ TEST(control_lines, give_each_missing_result_its_reason) {
 TEST(read_event, understands_each_kind) {
   const auto result = read_event(
       R"({"event":"result","node":"n1","provider":"memory","option":"None",)"
-      R"("exit_status":3,"duration":1.5,"bytes":345})");
+      R"("hostname":"h1","exit_status":3,"duration":1.5,"bytes":345})");
   ASSERT_TRUE(result.has_value());
   EXPECT_EQ(result->what, kind::result);
   EXPECT_EQ(result->result, (expected_result{"n1", "memory", "None"}));
+  EXPECT_EQ(result->host_name, "h1");
   EXPECT_EQ(result->exit_status, 3);
   EXPECT_DOUBLE_EQ(result->duration, 1.5);
   EXPECT_EQ(result->bytes, 345);

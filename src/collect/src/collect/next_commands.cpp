@@ -69,8 +69,10 @@ void add_how(command_builder& to, const collect_settings& settings) {
 }
 
 std::string db_words(const collect_settings& settings) {
-  if (!typed(settings, "--db")) return "";
-  return " --db " + shell_word(settings.datastore);
+  if (typed(settings, "--db")) return " --db " + shell_word(settings.datastore);
+  if (typed(settings, "--config", "-c"))
+    return " -c " + shell_word(settings.config_file);
+  return "";
 }
 
 std::string where(const next_facts& facts) {

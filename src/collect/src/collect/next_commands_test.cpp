@@ -60,6 +60,18 @@ TEST(next_commands, repeats_what_was_typed_and_nothing_else) {
             "zelk-check --run 7 --db 'sqlite:/tmp/a b.db'");
 }
 
+// The configuration may say where the datastore is.
+TEST(next_commands, names_the_configuration_where_no_datastore_was_named) {
+  collect_settings settings = typed({{"config", "--config"}});
+  settings.config_file = "/site/a b.xml";
+  EXPECT_EQ(next_commands(settings, {7, {}, {}, true, true}).front().command,
+            "zelk-check --run 7 -c '/site/a b.xml'");
+  settings = typed({{"config", "ZELK_CONFIG"}});
+  settings.config_file = "/site/a.xml";
+  EXPECT_EQ(next_commands(settings, {7, {}, {}, true, true}).front().command,
+            "zelk-check --run 7");
+}
+
 TEST(next_commands, proposes_the_doctor_for_what_another_try_does_not_help) {
   const shortfall_row row = {shortfall::host_key, "x", {}, {"n1"}};
   const commands list = next_commands(typed(), {7, {"n1"}, {row}, true, true});

@@ -218,7 +218,8 @@ TEST_F(select, refuses_node_files_it_does_not_understand) {
   EXPECT_EQ(problem(), "expected a node in the node file 'nodes'");
   use_nodefile("a rol=compute\n");
   EXPECT_EQ(problem(),
-            "nodes:1: expected role=... or subcluster=..., not 'rol=compute'");
+            "nodes:1: expected role=..., subcluster=... or class=..., not "
+            "'rol=compute'");
   use_nodefile("a\nb role=comput\n");
   EXPECT_EQ(problem(), "nodes:2: expected a role, not 'comput'");
   use_nodefile("a role=head\n");

@@ -225,8 +225,8 @@ TEST_F(preparing, validates_all_files) {
   EXPECT_EQ(out_.substr(0, out_.find(':')), "6 files, 2 not valid");
   ASSERT_EQ(errors_.size(), 3U);
   EXPECT_NE(errors_[0].find("etc/providers/broken.xml:2: "), std::string::npos);
-  EXPECT_NE(errors_[1].find("nodes:1: expected role=... or subcluster=..., "
-                            "not 'slots=4'"),
+  EXPECT_NE(errors_[1].find("nodes:1: expected role=..., subcluster=... or "
+                            "class=..., not 'slots=4'"),
             std::string::npos);
   EXPECT_NE(errors_[2].find("etc/zelk.xml:2: there is no provider 'nothing'"),
             std::string::npos);

@@ -22,6 +22,8 @@ void find_install_root(collect_settings& settings) {
 void find_configuration(collect_settings& settings) {
   if (!settings.config_file.empty()) {
     settings.origins["config"] = "--config";
+    // The programs that are started from here look for the datastore, too.
+    ::setenv("ZELK_CONFIG", settings.config_file.c_str(), 1);
     return;
   }
   settings.config_file = environment_variable("ZELK_CONFIG");

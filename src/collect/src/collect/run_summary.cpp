@@ -8,6 +8,7 @@
 #include <ctime>
 #include <nlohmann/json.hpp>
 
+#include "src/common/names/version.h"
 #include "src/common/node/tokenized_host.h"
 
 namespace zelk::collect {
@@ -161,7 +162,7 @@ std::string text_of(const run_summary& summary) {
 std::string json_of(const run_summary& summary) {
   nlohmann::ordered_json document;
   document["schema"] = "zelkara.collect/1";
-  document["tool"] = {{"name", "zelk-collect"}, {"version", ZELK_VERSION}};
+  document["tool"] = {{"name", "zelk-collect"}, {"version", product_version()}};
   document["run"] = json_of_run(summary);
   document["launcher"] = summary.launcher;
   document["trouble"] = summary.trouble;

@@ -38,6 +38,7 @@
 #include "src/collect/src/collect/phase_runner.h"
 #include "src/collect/src/collect/run_summary.h"
 #include "src/collect/src/collect/session_parts.h"
+#include "src/collect/src/collect/shared_hosts.h"
 #include "src/collect/src/collect/stop_signals.h"
 #include "src/collect/src/collect/stored_results.h"
 #include "src/collect/src/collect/worker_launch.h"
@@ -53,6 +54,7 @@ using clock = event_loop::clock;
 // An accumulator that cannot begin says so at once; one that waits for another
 // program's transaction may take a while.
 constexpr seconds ready_limit{30};
+constexpr seconds silent_start{1};
 // For zelk-db and for a scan of the shared directory, which may be slow.
 constexpr seconds helper_limit{300};
 // Silence after which a result is no longer on its way: the accumulator stores
@@ -105,7 +107,6 @@ class session {
   void take_in_shared();
   void close();
   int report();
-  int exit_status() const;
   run_summary summary();
 
   const collect_settings& settings_;
@@ -116,6 +117,7 @@ class session {
   display display_;
   event_log events_;
   chatter chatter_;
+  shared_hosts hosts_;
   run_endpoint endpoint_;
   worker_setup workers_;
   accumulator_child accumulator_;
@@ -213,9 +215,13 @@ bool session::start_accumulator() {
                          run_line(settings_.label, note_of(settings_, plan_),
                                   settings_.command_line));
   if (!problem.empty()) return refuse(problem) == exit_complete;
-  wait(ready_limit, [this] {
+  const auto over = [this] {
     return (!bound_.empty() && run_) || accumulator_ended_ || stopping_;
-  });
+  };
+  if (!wait(silent_start, over)) {
+    display_.say(slow_datastore_text);
+    wait(ready_limit, over);
+  }
   if (!bound_.empty() && run_) return true;
   if (!accumulator_ended_ && !stopping_)
     refuse(fmt::format("zelk-accumulate was not ready after {} s",
@@ -252,6 +258,9 @@ void session::on_result(const accumulator_event& event) {
   const expected_result& what = event.result;
   const bool expected =
       ledger_.came(what, event.exit_status, event.duration, heard_at_);
+  if (const std::string other = hosts_.add(what.node, event.host_name);
+      !other.empty())
+    chatter_.add(what.node, same_host_text(event.host_name, other));
   events_.write("result", {{"node", what.node},
                            {"provider", what.provider},
                            {"option", what.option},
@@ -408,19 +417,8 @@ void session::close() {
   wait(seconds(5), [this] { return accumulator_ended_; });
 }
 
-int session::exit_status() const {
-  if (!trouble_.empty()) return exit_nothing;
-  if (ledger_.expected() > 0 && ledger_.received() == 0) return exit_nothing;
-  if (ledger_.lacking() > 0 || ledger_.cut_off() > 0) return exit_partial;
-  return exit_complete;
-}
-
 run_summary session::summary() {
-  run_summary made;
-  made.received = ledger_.received();
-  made.expected = ledger_.expected();
-  made.answering = ledger_.answering();
-  made.nodes = ledger_.nodes();
+  run_summary made = summary_of(ledger_);
   made.seconds = display_.seconds();
   made.started_usec = started_usec_;
   made.run = run_;
@@ -428,13 +426,12 @@ run_summary session::summary() {
   made.state = state_.empty() ? interrupted : state_;
   made.launcher = settings_.launcher;
   made.trouble = trouble_;
-  made.rows = ledger_.rows();
-  made.missing = ledger_.missing();
   made.next = next_commands(settings_,
                             {run_, ledger_.nodes_lacking(), made.rows,
                              program_is_here("zelk-check"), made.received > 0});
-  made.exit_status =
-      signals_.first() > 0 ? 128 + signals_.first() : exit_status();
+  made.exit_status = signals_.first() > 0 ? 128 + signals_.first()
+                     : trouble_.empty()   ? exit_status_of(ledger_)
+                                          : exit_nothing;
   return made;
 }
 

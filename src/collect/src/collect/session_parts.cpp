@@ -15,6 +15,7 @@
 
 #include "src/collect/src/collect/exit_codes.h"
 #include "src/collect/src/collect/reachable_address.h"
+#include "src/common/names/version.h"
 #include "src/common/node/install_root.h"
 #include "src/common/node/tokenized_host.h"
 #include "src/common/util/errno_text.h"
@@ -97,7 +98,7 @@ worker_setup common_setup(const collect_settings& settings, const plan& made,
   setup.program = settings.remote_path.empty()
                       ? own_program(worker_name)
                       : settings.remote_path + "/bin/" + worker_name;
-  setup.version = ZELK_VERSION;
+  setup.version = product_version();
   if (!settings.async)
     setup.endpoint =
         endpoint.host.empty() ? bound : worker_endpoint(endpoint.host, bound);
@@ -163,6 +164,12 @@ bool is_failure(int exit_status) {
          (exit_status < first_harmless || exit_status > last_harmless);
 }
 
+int exit_status_of(const ledger& account) {
+  if (account.expected() > 0 && account.received() == 0) return exit_nothing;
+  if (account.lacking() > 0 || account.cut_off() > 0) return exit_partial;
+  return exit_complete;
+}
+
 std::string closing_state(bool interrupted, const collect_settings& settings,
                           const ledger& account) {
   if (interrupted) return "interrupted";
@@ -182,14 +189,29 @@ std::int64_t wall_clock_usec() {
       .count();
 }
 
+run_summary summary_of(const ledger& account) {
+  run_summary made;
+  made.received = account.received();
+  made.expected = account.expected();
+  made.answering = account.answering();
+  made.nodes = account.nodes();
+  made.rows = account.rows();
+  made.missing = account.missing();
+  return made;
+}
+
 int judge(const collect_settings& settings, std::int64_t run) {
   const std::string program = own_program("zelk-check");
   const std::string number = std::to_string(run);
   std::vector<const char*> words = {program.c_str(), "--run", number.c_str()};
-  if (!settings.datastore.empty()) {
-    words.push_back("--db");
-    words.push_back(settings.datastore.c_str());
-  }
+  const auto give = [&](const char* option, const std::string& value) {
+    if (value.empty()) return;
+    words.push_back(option);
+    words.push_back(value.c_str());
+  };
+  give("--db", settings.datastore);
+  give("--config", settings.config_file);
+  give("--nodefile", settings.nodefile);
   words.push_back(nullptr);
   std::cout.flush();
   ::execv(program.c_str(), const_cast<char* const*>(words.data()));

@@ -14,6 +14,7 @@
 #include "src/collect/src/collect/ledger.h"
 #include "src/collect/src/collect/plan.h"
 #include "src/collect/src/collect/precheck.h"
+#include "src/collect/src/collect/run_summary.h"
 #include "src/collect/src/collect/settings.h"
 #include "src/collect/src/collect/worker_launch.h"
 
@@ -65,6 +66,9 @@ std::string sharing_problem(const precheck_report& report);
 // A result that --fail-fast ends a collection for.
 bool is_failure(int exit_status);
 
+// What came, as exit_codes.h has it.
+int exit_status_of(const ledger& account);
+
 // The order that closes the run. What is not required is missing from it all
 // the same, so that a run that has all the rest is said to be complete.
 std::string closing_state(bool interrupted, const collect_settings& settings,
@@ -74,6 +78,14 @@ std::string closing_state(bool interrupted, const collect_settings& settings,
 std::string without_prefix(std::string_view line);
 
 std::int64_t wall_clock_usec();
+
+// Said when the accumulator takes a while to begin.
+inline constexpr char slow_datastore_text[] =
+    "zelk-collect: waiting for the datastore, which another process may be "
+    "writing to";
+
+// What came of what was expected; nothing else in it is filled in.
+run_summary summary_of(const ledger& account);
 
 // Becomes zelk-check for the run. Returns the exit status when that fails.
 int judge(const collect_settings& settings, std::int64_t run);

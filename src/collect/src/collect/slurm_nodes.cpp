@@ -44,7 +44,7 @@ std::vector<std::string> slurm_nodes::question() {
 slurm_nodes::slurm_nodes(std::string_view answer) {
   for (const std::string& line : str::split(answer, '\n', true)) {
     const std::vector<std::string> words = str::split(line, ' ', true);
-    if (words.size() == 2) states_[words[0]] = words[1];
+    if (words.size() == 2) states_[words[0]] = printable_line(words[1]);
   }
 }
 

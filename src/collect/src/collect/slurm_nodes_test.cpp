@@ -33,6 +33,11 @@ TEST(slurm_nodes, says_why_a_node_cannot_be_used) {
             "slurm: node1 is no node of this cluster");
 }
 
+TEST(slurm_nodes, lets_no_state_move_the_cursor) {
+  const slurm_nodes nodes("n1 down*\x1b[2J\n");
+  EXPECT_EQ(nodes.problem("n1")->reason, "slurm: n1 is down*?[2J");
+}
+
 TEST(slurm_nodes, keeps_to_an_allocation) {
   slurm_nodes nodes(answer);
   nodes.restrict_to({"node01", "node02", "node04"}, "77");

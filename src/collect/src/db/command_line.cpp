@@ -10,9 +10,11 @@
 #include "src/collect/src/accumulate/schema.h"
 #include "src/collect/src/db/archive_format.h"
 #include "src/collect/src/db/fact_printer.h"
+#include "src/collect/src/db/mark_words.h"
 #include "src/collect/src/db/row_printer.h"
 #include "src/common/log/settings.h"
 #include "src/common/names/names.h"
+#include "src/common/names/version.h"
 #include "src/common/str/nearest_word.h"
 #include "src/common/text/visible_text.h"
 
@@ -23,15 +25,17 @@ namespace {
 constexpr char program[] = "zelk-db";
 
 constexpr char examples[] =
-    "RUN is a number, latest, latest~2, label:NAME or a day (2025-11-20); for\n"
-    "export and prune also a range: 400..412, 2025-11-01..2025-11-20, "
-    "now-7d..now.\n"
+    "RUN is a number, latest, latest~2, label:NAME, baseline or a day\n"
+    "(2025-11-20); for export and prune also a range: 400..412,\n"
+    "2025-11-01..2025-11-20, now-7d..now.\n"
     "\n"
     "Examples:\n"
     "  zelk-db runs --since 7d -w node[001-016]\n"
     "  zelk-db show latest node007 memory\n"
     "  zelk-db query \"SELECT node, stdout FROM v_result WHERE run = 412\"\n"
     "  zelk-db facts latest --fact 'mem.*' -w node[001-016]\n"
+    "  zelk-db baseline set latest --name golden\n"
+    "  zelk-db accept mem-size -w node007 --reason 'DIMM ordered' --until 30d\n"
     "  zelk-db export label:nightly -o nightly.zelk.tar.zst\n"
     "  zelk-db prune --keep 90d --dry-run\n"
     "\n"
@@ -56,6 +60,8 @@ class parser {
   void declare_reading();
   void declare_query();
   void declare_facts();
+  void declare_marks();
+  void declare_accept();
   void declare_moving();
   void declare_upkeep();
   CLI::App& add(command what, const char* name, const char* description);
@@ -67,6 +73,7 @@ class parser {
   static int complain(const std::string& text);
   void check_extras() const;
   void interpret();
+  void interpret_marks();
   int log_level() const;
 
   command_line& to_;
@@ -78,6 +85,8 @@ class parser {
   std::vector<std::pair<command, CLI::App*>> commands_;
   std::string level_ = "warning";
   std::string color_ = "auto";
+  std::vector<std::string> baseline_words_;
+  std::vector<std::string> accept_words_;
   int verbose_ = 0;
   bool help_ = false;  // these two are looked for by hand
   bool version_ = false;
@@ -127,6 +136,7 @@ void parser::declare() {
   declare_reading();
   declare_query();
   declare_facts();
+  declare_marks();
   declare_moving();
   declare_upkeep();
 }
@@ -134,8 +144,11 @@ void parser::declare() {
 void parser::declare_common() {
   app_.add_flag("-h,--help", help_, "this text");
   app_.add_flag("--version", version_, "name, version, formats");
+  app_.add_option("-c,--config", to_.config_file,
+                  "configuration [ZELK_CONFIG, ROOT/etc/zelk.xml]")
+      ->type_name("FILE");
   app_.add_option("--db", to_.datastore,
-                  "sqlite:PATH or a path [ZELK_DB, the installed one]")
+                  "sqlite:PATH or a path [ZELK_DB, the configuration's]")
       ->type_name("URI");
   app_.add_option("--wait", to_.wait_sec,
                   "for another process that is writing [30]")
@@ -227,6 +240,42 @@ void parser::declare_facts() {
       ->type_name("N");
 }
 
+void parser::declare_marks() {
+  CLI::App& marks =
+      add(command::baseline, "baseline", "the run that others are compared to");
+  words(marks.add_option("ACTION", baseline_words_,
+                         "set RUN, list or clear [list]"));
+  marks.add_option("--name", to_.baseline.name, "set: a word for it")
+      ->type_name("N");
+  marks.add_option("--who", to_.baseline.who, "set: by [login name]")
+      ->type_name("NAME");
+  marks.add_flag("--json", to_.baseline.json, "list: as JSON");
+  declare_accept();
+}
+
+void parser::declare_accept() {
+  accept_options& to = to_.accept;
+  CLI::App& accept =
+      add(command::accept, "accept", "known states that may stay as they are");
+  words(accept.add_option("CHECK", accept_words_,
+                          "a check to accept, list, or revoke ID [list]"));
+  repeatable(accept.add_option("-w,--nodes", to.nodes,
+                               "on these nodes [any]; repeatable, '-' reads "
+                               "stdin"))
+      ->type_name("NODESET");
+  repeatable(accept.add_option("-x,--exclude", to.excluded,
+                               "but not on these; repeatable"))
+      ->type_name("NODESET");
+  accept.add_option("--reason", to.reason, "why; has to be given")
+      ->type_name("TEXT");
+  accept.add_option("--until", to.until, "30d, 12h, 2025-12-31 [for good]")
+      ->type_name("DATE|DUR");
+  accept.add_option("--run", to.run, "where it was seen")->type_name("RUN");
+  accept.add_option("--who", to.who, "by [login name]")->type_name("NAME");
+  accept.add_flag("--all", to.all, "list: revoked ones, too");
+  accept.add_flag("--json", to.json, "as JSON");
+}
+
 void parser::declare_moving() {
   CLI::App& out = add(command::export_runs, "export", "runs into one file");
   words(out.add_option("RUN", to_.to_file.runs, "runs or ranges [latest]"));
@@ -251,6 +300,7 @@ void parser::declare_moving() {
   repeatable(prune.add_option("--keep-label", to_.prune.keep_labels,
                               "these labels [all labels]; repeatable"))
       ->type_name("L");
+  prune.add_flag("--force", to_.prune.force, "the baseline, too");
   prune.add_flag("--dry-run", to_.prune.dry_run, "only list them");
   prune.add_flag("--yes", to_.prune.yes, "do not ask");
 }
@@ -288,9 +338,10 @@ int parser::show_help() const {
 }
 
 int parser::show_version() {
-  std::cout << program << " " << ZELK_VERSION << "\ndatastore version "
-            << accumulate::datastore_version << ", export version "
-            << archive_version << std::endl;
+  std::cout << version_text(program,
+                            {{"datastore", accumulate::datastore_version},
+                             {"export", archive_version}})
+            << std::flush;
   return accumulate::exit_fine;
 }
 
@@ -359,19 +410,29 @@ int parser::log_level() const {
   return std::min<int>(level + verbose_, log::level_debug);
 }
 
+void parser::interpret_marks() {
+  std::string problem;
+  if (to_.what == command::baseline)
+    problem = read_baseline_words(baseline_words_, to_.baseline);
+  if (to_.what == command::accept)
+    problem = read_accept_words(accept_words_, to_.accept);
+  if (!problem.empty()) throw mistake{problem};
+}
+
 void parser::interpret() {
   check_one_of("--color", color_, {"auto", "always", "never"});
   check_one_of("--format", to_.query.form, row_forms());
   check_one_of("--format", to_.facts.form, fact_forms());
   to_.log_level = log_level();
   to_.to_file.quiet = to_.from_file.quiet = to_.prune.quiet = to_.facts.quiet =
-      to_.quiet;
+      to_.baseline.quiet = to_.accept.quiet = to_.quiet;
   const auto parsed =
       std::find_if(commands_.begin(), commands_.end(),
                    [](const auto& each) { return each.second->parsed(); });
   if (parsed == commands_.end())
     throw mistake{"a command is missing, such as info, runs or show"};
   to_.what = parsed->first;
+  interpret_marks();
   if (to_.what == command::show && to_.show.run.empty())
     throw mistake{"show needs a RUN"};
   if (to_.what == command::query &&

@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "src/collect/src/db/accept_command.h"
+#include "src/collect/src/db/baseline_command.h"
 #include "src/collect/src/db/export_runs.h"
 #include "src/collect/src/db/facts_command.h"
 #include "src/collect/src/db/import_runs.h"
@@ -22,6 +24,8 @@ enum class command {
   show,
   query,
   facts,
+  baseline,
+  accept,
   export_runs,
   import_runs,
   prune,
@@ -38,13 +42,16 @@ struct command_line {
   show_options show;
   query_options query;
   facts_options facts;
+  baseline_options baseline;
+  accept_options accept;
   export_options to_file;
   import_options from_file;
   prune_options prune;
   bool repair = false;           // check
   bool migrate_dry_run = false;  // migrate
 
-  std::string datastore;  // --db; empty: see accumulate/datastore_location.h
+  std::string config_file;  // -c; empty: see preproc/configuration_file.h
+  std::string datastore;    // --db; empty: see accumulate/datastore_location.h
   int wait_sec = 30;
   int log_level = 0;
   bool quiet = false;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "src/collect/src/reading/test_output.h"
+#include "src/common/names/version.h"
 
 namespace zelk::db {
 namespace {
@@ -68,12 +69,14 @@ TEST(read_command_line, helps_wherever_it_is_asked) {
     EXPECT_EQ(found.error, "");
   }
   EXPECT_EQ(read({"--version"}).status, 0);
-  EXPECT_EQ(read({"--version"}).out.find("zelk-db "), 0U);
+  EXPECT_EQ(read({"--version"}).out,
+            version_text("zelk-db", {{"datastore", 3}, {"export", 1}}));
 }
 
 TEST(read_command_line, helps_in_words_of_its_own) {
-  for (const char* name : {"info", "runs", "show", "query", "export", "import",
-                           "prune", "check", "vacuum", "migrate", "init"}) {
+  for (const char* name :
+       {"info", "runs", "show", "query", "baseline", "accept", "export",
+        "import", "prune", "check", "vacuum", "migrate", "init"}) {
     SCOPED_TRACE(name);
     const std::string text = read({name, "--help"}).out;
     EXPECT_NE(text.find(std::string("Usage: zelk-db ") + name), text.npos)
@@ -82,6 +85,43 @@ TEST(read_command_line, helps_in_words_of_its_own) {
     for (const char* raw : {"in [", "UINT", "NONNEGATIVE", "INT in"})
       EXPECT_EQ(text.find(raw), text.npos) << text;
   }
+}
+
+TEST(read_command_line, reads_what_is_accepted_and_where) {
+  const command_line line =
+      read({"accept", "mem-size", "-w", "n[1-2]", "-w", "n9", "-x", "n2",
+            "--reason", "DIMM ordered", "--until", "30d", "--run", "412",
+            "--who", "ada", "--json"})
+          .line;
+  EXPECT_EQ(line.what, command::accept);
+  EXPECT_EQ(line.accept.what, accept_action::accept);
+  EXPECT_EQ(line.accept.check, "mem-size");
+  EXPECT_EQ(line.accept.nodes, (std::vector<std::string>{"n[1-2]", "n9"}));
+  EXPECT_EQ(line.accept.excluded, std::vector<std::string>{"n2"});
+  EXPECT_EQ(line.accept.reason, "DIMM ordered");
+  EXPECT_EQ(line.accept.until, "30d");
+  EXPECT_EQ(line.accept.run, "412");
+  EXPECT_EQ(line.accept.who, "ada");
+  EXPECT_TRUE(line.accept.json);
+}
+
+// A check may be called like a command.
+TEST(read_command_line, takes_a_command_s_name_as_a_check) {
+  const command_line line = read({"accept", "check", "--reason", "x"}).line;
+  EXPECT_EQ(line.what, command::accept);
+  EXPECT_EQ(line.accept.check, "check");
+}
+
+TEST(read_command_line, reads_the_baseline_and_the_configuration) {
+  const command_line line =
+      read({"-c", "z.xml", "baseline", "set", "latest", "--name", "golden"})
+          .line;
+  EXPECT_EQ(line.config_file, "z.xml");
+  EXPECT_EQ(line.what, command::baseline);
+  EXPECT_EQ(line.baseline.what, baseline_action::set);
+  EXPECT_EQ(line.baseline.run, "latest");
+  EXPECT_EQ(line.baseline.name, "golden");
+  EXPECT_EQ(read({"baseline"}).line.baseline.what, baseline_action::list);
 }
 
 struct mistake_case {
@@ -107,6 +147,10 @@ const mistake_case mistakes[] = {
     {{"info", "--color", "red"}, "--color: 'red' is none of"},
     {{"info", "--db"}, "--db"},
     {{"import", "f", "--max-record", "0"}, "--max-record"},
+    {{"baseline", "sett", "1"}, "did you mean 'set'?"},
+    {{"baseline", "set"}, "baseline set needs a RUN"},
+    {{"accept", "mem-size"}, "accept needs --reason TEXT"},
+    {{"accept", "revoke", "x"}, "'x' is not the number of an acceptance"},
     {{"check", "--repiar"}, "did you mean '--repair'?"},
     {{"\x1b[2J"}, "'\\x1b[2J' is not understood"},
 };

@@ -10,16 +10,15 @@
 #include <iostream>
 #include <iterator>
 #include <optional>
-#include <set>
 
 #include "src/collect/src/accumulate/exit_codes.h"
 #include "src/collect/src/db/fact_printer.h"
+#include "src/collect/src/db/node_sets.h"
 #include "src/collect/src/reading/failure.h"
 #include "src/collect/src/reading/run_facts.h"
 #include "src/collect/src/reading/run_selection.h"
 #include "src/common/facts/description_set.h"
 #include "src/common/node/install_root.h"
-#include "src/common/node/ranges.h"
 #include "src/common/text/visible_text.h"
 
 namespace zelk::db {
@@ -27,19 +26,6 @@ namespace zelk::db {
 namespace {
 
 using accumulate::run;
-
-std::set<std::string> wanted_nodes(const std::vector<std::string>& sets) {
-  node::range_budget budget;
-  std::set<std::string> names;
-  for (const std::string& set : sets) {
-    node::expansion found = node::expand_list(set, budget);
-    if (!found.problem.empty())
-      throw reading::refusal("Node set '" + text::visible_text(set) +
-                             "': " + found.problem);
-    names.insert(found.names.begin(), found.names.end());
-  }
-  return names;
-}
 
 std::string schema_path(const facts_options& options) {
   return options.schema.empty()
@@ -146,7 +132,8 @@ int show_of_run(const reading::place& where, const facts_options& options) {
                                             schema_path(options));
   reading::result_choice choice;
   choice.run = of.number;
-  choice.nodes = wanted_nodes(options.nodes);
+  const std::vector<std::string> nodes = names_of_sets(options.nodes);
+  choice.nodes = {nodes.begin(), nodes.end()};
   choice.providers.insert(options.providers.begin(), options.providers.end());
   shower show(options);
   const reading::facts_tally tally = reading::for_each_facts(

@@ -272,7 +272,7 @@ int import_runs(const reading::place& where, const import_options& options) {
   if (options.files.empty()) throw reading::refusal("import needs a FILE");
   check_files(options.files);
   // Looked at first, as by all commands: it must be there, and be one.
-  reading::open_to_read(where);
+  reading::open_to_write(where);
   accumulate::result_table_options settings;
   settings.busy_limit = where.wait;
   result_table table(where.path, settings);

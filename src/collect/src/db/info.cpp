@@ -4,16 +4,21 @@
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "src/collect/src/accumulate/exit_codes.h"
 #include "src/collect/src/accumulate/runs.h"
+#include "src/collect/src/accumulate/schema.h"
 #include "src/collect/src/db/run_json.h"
+#include "src/collect/src/reading/acceptances.h"
+#include "src/collect/src/reading/baseline.h"
 #include "src/collect/src/reading/run_selection.h"
 #include "src/common/datastore/file_system.h"
 #include "src/common/text/size_text.h"
@@ -45,6 +50,8 @@ struct facts {
   std::int64_t runs = 0;
   std::int64_t running = 0;
   std::int64_t results = 0;
+  std::optional<std::int64_t> baseline;
+  std::int64_t acceptances = 0;       // that are active
   std::vector<accumulate::run> ends;  // the newest and the oldest, if any
   std::vector<std::string> worries;
 };
@@ -91,6 +98,14 @@ void worry(facts& found) {
                             " are free on its disk");
 }
 
+std::int64_t active_acceptances(database& base) {
+  const std::int64_t present = text::now_usec();
+  const std::vector<reading::stored_acceptance> all =
+      reading::acceptances(base);
+  return std::count_if(all.begin(), all.end(),
+                       [&](const auto& one) { return one.holds_at(present); });
+}
+
 facts gather(const reading::place& where) {
   database base = reading::open_to_read(where);
   facts found;
@@ -107,6 +122,8 @@ facts gather(const reading::place& where) {
   found.running =
       base.integer("SELECT count(*) FROM v_run WHERE state = 'running'");
   found.results = base.integer("SELECT sum(results) FROM v_run");
+  found.baseline = reading::marked_baseline(base);
+  found.acceptances = active_acceptances(base);
   read_ends(base, found);
   worry(found);
   return found;
@@ -124,6 +141,8 @@ void print_json(const facts& found) {
                 {"runs", found.runs},
                 {"running", found.running},
                 {"results", found.results},
+                {"baseline", found.baseline ? json(*found.baseline) : json()},
+                {"acceptances", found.acceptances},
                 {"newest", nullptr},
                 {"oldest", nullptr},
                 {"warnings", found.worries}};
@@ -138,6 +157,14 @@ void line(const char* name, const std::string& value) {
   std::cout << fmt::format("{:<10} {}\n", name, value);
 }
 
+std::string version_text_of(std::int64_t version) {
+  std::string text = fmt::format("version {}", version);
+  if (version < accumulate::datastore_version)
+    text += fmt::format("; 'zelk-db migrate' brings it to version {}",
+                        accumulate::datastore_version);
+  return text;
+}
+
 void print_text(const facts& found) {
   line("location", text::visible_text(found.location));
   line("size", text::size_text(found.size) + ", " +
@@ -145,7 +172,7 @@ void print_text(const facts& found) {
   line("journal", found.journal + ", " + text::size_text(found.log_size));
   if (found.disk_free >= 0)
     line("disk", text::size_text(found.disk_free) + " free");
-  line("schema", fmt::format("version {}", found.version));
+  line("schema", version_text_of(found.version));
   line("runs",
        fmt::format("{}, {} of them running", found.runs, found.running));
   line("results", fmt::format("{}", found.results));
@@ -153,6 +180,10 @@ void print_text(const facts& found) {
     line("oldest", reading::name_of_run(found.ends.back()));
     line("newest", reading::name_of_run(found.ends.front()));
   }
+  if (found.baseline) line("baseline", fmt::format("run {}", *found.baseline));
+  if (found.acceptances > 0)
+    line("accepted", fmt::format("{}; 'zelk-db accept list' lists them",
+                                 found.acceptances));
   if (found.worries.empty())
     line("health", "no complaint; 'zelk-db check' reads everything");
   for (const std::string& each : found.worries)

@@ -6,10 +6,12 @@
 #include <algorithm>
 #include <charconv>
 #include <iostream>
+#include <optional>
 #include <set>
 
 #include "src/collect/src/accumulate/exit_codes.h"
 #include "src/collect/src/accumulate/runs.h"
+#include "src/collect/src/reading/baseline.h"
 #include "src/collect/src/reading/failure.h"
 #include "src/collect/src/reading/run_selection.h"
 #include "src/common/text/size_text.h"
@@ -52,17 +54,28 @@ bool keeps_label(const prune_options& options, const std::string& label) {
                    label) != options.keep_labels.end();
 }
 
+// What keeps runs from going.
+struct protections {
+  keeping keep;
+  std::set<std::int64_t> newest;
+  std::set<std::int64_t> abandoned;  // that only say they are running
+  std::optional<std::int64_t> baseline;
+};
+
+constexpr char is_baseline[] =
+    "it is the baseline; --force removes it all the same, and 'zelk-db "
+    "baseline clear' makes it a run like others";
+
 // "", or why the run stays.
-std::string protection(const run& each, const keeping& keep,
-                       const std::set<std::int64_t>& newest,
-                       const std::set<std::int64_t>& abandoned,
-                       const prune_options& options) {
+std::string reason_to_stay(const run& each, const protections& all,
+                           const prune_options& options) {
   if (each.state == accumulate::run_state::running &&
-      !abandoned.contains(each.number))
+      !all.abandoned.contains(each.number))
     return "it is running";
-  if (newest.count(each.number) > 0) return "it is one of the newest";
-  if (each.started_usec >= keep.since_usec) return "it is new enough";
+  if (all.newest.contains(each.number)) return "it is one of the newest";
+  if (each.started_usec >= all.keep.since_usec) return "it is new enough";
   if (keeps_label(options, each.label)) return "it has a label";
+  if (each.number == all.baseline && !options.force) return is_baseline;
   return "";
 }
 
@@ -82,22 +95,27 @@ std::set<std::int64_t> newest_runs(database& base, std::int64_t count) {
   return numbers;
 }
 
+protections find_protections(database& base, const prune_options& options) {
+  const keeping keep = read_keep(options.keep);
+  return {keep, newest_runs(base, keep.newest), abandoned_runs(base),
+          reading::marked_baseline(base)};
+}
+
 // The runs that go, the oldest first.
 std::vector<run> select(database& base, const prune_options& options) {
-  const keeping keep = read_keep(options.keep);
+  const protections protect = find_protections(base, options);
   std::vector<run> all = accumulate::list_runs(base);
   std::reverse(all.begin(), all.end());
   if (!options.runs.empty()) all = reading::select_runs(base, options.runs);
-  const std::set<std::int64_t> newest = newest_runs(base, keep.newest);
-  const std::set<std::int64_t> abandoned = abandoned_runs(base);
   std::vector<run> going;
   for (const run& each : all) {
-    const std::string why = protection(each, keep, newest, abandoned, options);
+    const std::string why = reason_to_stay(each, protect, options);
     if (why.empty()) {
       going.push_back(each);
       continue;
     }
-    if (!options.runs.empty() && !options.quiet)
+    const bool unexpected = !options.runs.empty() || why == is_baseline;
+    if (unexpected && !options.quiet)
       std::cerr << "zelk-db: " << reading::name_of_run(each)
                 << " stays: " << why << "\n";
   }
@@ -142,7 +160,8 @@ bool may_still_go(database& base, const run& each,
   return now &&
          (now->state != accumulate::run_state::running ||
           abandoned_runs(base).contains(each.number)) &&
-         !keeps_label(options, now->label);
+         !keeps_label(options, now->label) &&
+         (options.force || reading::marked_baseline(base) != each.number);
 }
 
 int remove(const reading::place& where, const std::vector<run>& runs,

@@ -14,6 +14,7 @@ struct prune_options {
   std::string keep;               // a duration, or so many of the newest
   // Runs with one of these stay. Not given: all that have a label do.
   std::vector<std::string> keep_labels;
+  bool force = false;  // the baseline, too
   bool dry_run = false;
   bool yes = false;
   bool quiet = false;

@@ -10,6 +10,7 @@
 #include "src/collect/src/db/guarded_query.h"
 #include "src/collect/src/db/row_printer.h"
 #include "src/collect/src/reading/failure.h"
+#include "src/collect/src/reading/view_exists.h"
 #include "src/common/util/errno_text.h"
 #include "src/common/util/unique_fd.h"
 
@@ -18,8 +19,10 @@ namespace zelk::db {
 namespace {
 
 // The public face of a datastore.
-constexpr const char* views[] = {"v_provider_result", "v_result", "v_run",
-                                 "v_host", "v_missing"};
+constexpr const char* first_views[] = {"v_provider_result", "v_result", "v_run",
+                                       "v_host", "v_missing"};
+constexpr const char* views_of_version_3[] = {"v_baseline", "v_acceptance",
+                                              "v_acceptance_node"};
 
 // More than any statement may have, so that a wrong file is not read whole.
 constexpr std::size_t longest_input = std::size_t{2} << 20;  // bytes
@@ -69,6 +72,15 @@ int print_rows(guarded_query& query, row_printer& printer,
   return accumulate::exit_fine;
 }
 
+// An older datastore may be read, and has fewer.
+std::vector<const char*> views_of(const datastore::database& base) {
+  std::vector<const char*> views(std::begin(first_views),
+                                 std::end(first_views));
+  for (const char* view : views_of_version_3)
+    if (reading::view_exists(base, view)) views.push_back(view);
+  return views;
+}
+
 }  // namespace
 
 int run_query(const reading::place& where, const query_options& options) {
@@ -76,6 +88,7 @@ int run_query(const reading::place& where, const query_options& options) {
   datastore::database base = reading::open_to_read(where);
   query_limits limits;
   limits.time = std::chrono::seconds(options.timeout_sec);
+  const std::vector<const char*> views = views_of(base);
   guarded_query query(base, views, sql, limits);
   const std::unique_ptr<row_printer> printer = make_row_printer(
       options.form, query.row(), std::cout, ::isatty(STDOUT_FILENO) == 1);

@@ -4,14 +4,16 @@
 
 #include <algorithm>
 #include <iostream>
+#include <optional>
 #include <set>
 #include <span>
 
 #include "src/collect/src/accumulate/exit_codes.h"
 #include "src/collect/src/accumulate/runs.h"
+#include "src/collect/src/db/node_sets.h"
 #include "src/collect/src/db/run_json.h"
+#include "src/collect/src/reading/baseline.h"
 #include "src/collect/src/reading/failure.h"
-#include "src/common/node/ranges.h"
 #include "src/common/text/text_table.h"
 #include "src/common/text/time_text.h"
 #include "src/common/text/visible_text.h"
@@ -25,36 +27,6 @@ using accumulate::run_filter;
 
 // Names in one query; SQLite takes 32,766 parameters.
 constexpr std::size_t names_per_query = 10'000;
-
-std::string standard_input() {
-  std::string list;
-  for (std::string word; std::cin >> word;)
-    list += (list.empty() ? "" : ",") + word;
-  return list;
-}
-
-void expand(const std::vector<std::string>& sets, node::range_budget& budget,
-            std::set<std::string>& names) {
-  for (const std::string& set : sets) {
-    node::expansion found =
-        node::expand_list(set == "-" ? standard_input() : set, budget);
-    if (!found.problem.empty())
-      throw reading::refusal("Node set '" + text::visible_text(set) +
-                             "': " + found.problem);
-    names.insert(found.names.begin(), found.names.end());
-  }
-}
-
-std::vector<std::string> wanted_nodes(const run_list_options& options) {
-  node::range_budget budget;
-  std::set<std::string> names;
-  std::set<std::string> excluded;
-  expand(options.nodes, budget, names);
-  expand(options.excluded, budget, excluded);
-  for (const std::string& name : excluded)
-    names.erase(name);
-  return {names.begin(), names.end()};
-}
 
 std::int64_t start_of(const std::string& since) {
   if (since.empty()) return 0;
@@ -92,7 +64,8 @@ std::vector<run> find_runs(datastore::database& base,
   filter.label = options.label;
   filter.started_from_usec = start_of(options.since);
   if (options.nodes.empty()) return accumulate::list_runs(base, filter);
-  return runs_of_nodes(base, filter, wanted_nodes(options));
+  return runs_of_nodes(base, filter,
+                       names_of_sets(options.nodes, options.excluded));
 }
 
 std::string share(std::int64_t came, std::int64_t expected) {
@@ -112,6 +85,19 @@ std::string or_dash(const std::string& text) {
   return text.empty() ? "-" : text;
 }
 
+// "391 (2025-11-01, 'golden')"
+std::string name_of_baseline(datastore::database& base,
+                             const reading::stored_baseline& marked) {
+  std::string text = fmt::format("{}", marked.run);
+  const std::optional<run> found = accumulate::find_run(base, marked.run);
+  if (!found) return text;
+  const std::string start = text::local_time(found->started_usec);
+  text += " (" + start.substr(0, start.find(' '));
+  if (!marked.name.empty())
+    text += ", '" + text::visible_text(marked.name) + "'";
+  return text + ")";
+}
+
 // What the datastore says of it, unless the process that should is gone.
 std::string state_text(const run& each,
                        const std::set<std::int64_t>& abandoned) {
@@ -121,7 +107,8 @@ std::string state_text(const run& each,
 }
 
 void print_table(const std::vector<run>& runs,
-                 const std::set<std::int64_t>& abandoned) {
+                 const std::set<std::int64_t>& abandoned,
+                 std::int64_t baseline) {
   text::text_table table({{"RUN", true},
                           {"STARTED"},
                           {"TOOK", true},
@@ -131,23 +118,26 @@ void print_table(const std::vector<run>& runs,
                           {"STATE"},
                           {"NOTE"}});
   for (const run& each : runs)
-    table.add({fmt::format("{}", each.number),
-               text::local_time(each.started_usec),
-               each.ended_usec == 0
-                   ? "-"
-                   : text::short_duration(each.ended_usec - each.started_usec),
-               or_dash(text::visible_text(each.label)), node_share(each),
-               share(each.results, each.results_expected),
-               state_text(each, abandoned), text::visible_text(each.note)});
+    table.add(
+        {(each.number == baseline ? "*" : "") + fmt::format("{}", each.number),
+         text::local_time(each.started_usec),
+         each.ended_usec == 0
+             ? "-"
+             : text::short_duration(each.ended_usec - each.started_usec),
+         or_dash(text::visible_text(each.label)), node_share(each),
+         share(each.results, each.results_expected),
+         state_text(each, abandoned), text::visible_text(each.note)});
   table.write(std::cout);
 }
 
 void print_json(const std::vector<run>& runs,
-                const std::set<std::int64_t>& abandoned) {
+                const std::set<std::int64_t>& abandoned,
+                std::int64_t baseline) {
   json list = json::array();
   for (const run& each : runs) {
     json one = json_of_run(each);
     one["abandoned"] = abandoned.contains(each.number);
+    one["baseline"] = each.number == baseline;
     list.push_back(std::move(one));
   }
   std::cout << one_line(list) << '\n';
@@ -162,7 +152,15 @@ int list_runs(const reading::place& where, const run_list_options& options) {
   const std::vector<run> runs = find_runs(base, options);
   const std::vector<std::int64_t> numbers = accumulate::abandoned_runs(base);
   const std::set<std::int64_t> abandoned(numbers.begin(), numbers.end());
-  options.json ? print_json(runs, abandoned) : print_table(runs, abandoned);
+  const auto marked = reading::read_baseline(base);
+  const std::int64_t number = marked ? marked->run : 0;  // 0: no run
+  if (options.json) {
+    print_json(runs, abandoned, number);
+    return accumulate::exit_fine;
+  }
+  print_table(runs, abandoned, number);
+  if (marked)
+    std::cout << "* = baseline: " << name_of_baseline(base, *marked) << '\n';
   return accumulate::exit_fine;
 }
 

@@ -116,7 +116,7 @@ int init_datastore(const reading::place& where, bool chosen, bool quiet) {
     throw reading::refusal("No datastore was made");
   const bool there = file_size(where.path) > 0;
   try {
-    accumulate::open_datastore(where.path);
+    accumulate::open_datastore(where.path, reading::waiting_of(where));
   } catch (const store_error& error) {
     throw reading::refusal(error.what());
   }
@@ -150,7 +150,8 @@ int migrate_datastore(const reading::place& where, bool dry_run, bool quiet) {
   reading::check_file(where.path);
   accumulate::migration_report report;
   try {
-    report = accumulate::migrate_datastore(where.path, dry_run);
+    report = accumulate::migrate_datastore(where.path, dry_run,
+                                           reading::waiting_of(where));
   } catch (const store_error& error) {
     if (error.failure() == datastore::store_failure::transient) throw;
     throw reading::refusal(error.what());

@@ -205,8 +205,33 @@ TEST_F(upkeep, has_nothing_to_migrate_yet) {
   EXPECT_EQ(migrate_datastore(here_, true, false), 0);
   EXPECT_EQ(migrate_datastore(here_, false, false), 0);
   EXPECT_EQ(output.out(),
-            "version 2: nothing to do\nversion 2: nothing to do\n");
-  EXPECT_FALSE(std::filesystem::exists(path_ + ".v1"));
+            "version 3: nothing to do\nversion 3: nothing to do\n");
+  EXPECT_FALSE(std::filesystem::exists(path_ + ".v3"));
+}
+
+TEST_F(upkeep, tells_the_old_version_and_the_new_one) {
+  accumulate::take_back_to_version_2(path_);
+  const reading::captured_output output;
+  EXPECT_EQ(migrate_datastore(here_, true, false), 0);
+  EXPECT_EQ(migrate_datastore(here_, false, false), 0);
+  EXPECT_EQ(output.out(),
+            "version 2 would become version 3\nversion 2 is now version 3\n"
+            "the file as it was: " +
+                path_ + ".v2\n");
+  EXPECT_EQ(reading::number_in(path_, "SELECT count(*) FROM v_acceptance"), 0);
+  EXPECT_EQ(check_datastore(here_, false, true), 0);
+}
+
+TEST_F(upkeep, reads_version_2_and_says_what_brings_it_up_to_date) {
+  accumulate::take_back_to_version_2(path_);
+  const reading::captured_output output;
+  EXPECT_EQ(show_info(here_, {}), 0);
+  EXPECT_EQ(check_datastore(here_, false, false), 0);
+  EXPECT_NE(output.out().find("schema     version 2; 'zelk-db migrate' brings "
+                              "it to version 3\n"),
+            std::string::npos)
+      << output.out();
+  EXPECT_THROW(vacuum_datastore(here_, true), reading::refusal);
 }
 
 TEST_F(upkeep, says_that_a_file_to_migrate_is_empty) {

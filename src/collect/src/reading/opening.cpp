@@ -16,7 +16,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr char source[] = "src/collect/src/db/opening";
+constexpr char source[] = "src/collect/src/reading/opening";
 
 // Of waiting, before it is said what for.
 constexpr milliseconds notice{1000};
@@ -49,9 +49,7 @@ template <typename Open>
 datastore::database opened(const place& where, const Open& open) {
   check_file(where.path);
   try {
-    datastore::database base = open(where.path);
-    base.set_busy_limit(where.wait, std::min<milliseconds>(notice, where.wait));
-    return base;
+    return open(where.path, waiting_of(where));
   } catch (const datastore::store_error& error) {
     throw refusal(error.what());
   }
@@ -59,15 +57,20 @@ datastore::database opened(const place& where, const Open& open) {
 
 }  // namespace
 
+datastore::patience waiting_of(const place& where) {
+  return {where.wait, std::min<milliseconds>(notice, where.wait)};
+}
+
 datastore::database open_to_read(const place& where) {
   warn_of_network(where.path);
   return opened(where, accumulate::open_datastore_read_only);
 }
 
 datastore::database open_to_write(const place& where) {
-  return opened(where, [](const std::string& path) {
-    return accumulate::open_datastore(path);
-  });
+  return opened(
+      where, [](const std::string& path, const datastore::patience& waiting) {
+        return accumulate::open_datastore(path, waiting);
+      });
 }
 
 }  // namespace zelk::reading

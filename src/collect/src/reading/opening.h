@@ -19,6 +19,9 @@ struct place {
   std::chrono::seconds wait{30};
 };
 
+// As the store has it; a word is said after a second.
+datastore::patience waiting_of(const place& where);
+
 // Throws when there is no file, or an empty one.
 void check_file(const std::string& path);
 

@@ -6,6 +6,7 @@
 #include <charconv>
 #include <optional>
 
+#include "src/collect/src/reading/baseline.h"
 #include "src/collect/src/reading/failure.h"
 #include "src/common/str/nearest_word.h"
 #include "src/common/text/size_text.h"
@@ -22,6 +23,7 @@ using datastore::database;
 constexpr std::string_view label_prefix = "label:";
 constexpr std::string_view latest_prefix = "latest~";
 constexpr std::string_view range_mark = "..";
+constexpr std::string_view baseline_word = "baseline";
 
 // Candidates in one message.
 constexpr std::size_t most_shown = 5;
@@ -102,7 +104,8 @@ bool is_form_of_one(std::string_view text) {
   const bool day = text.size() == 10 && text::read_time(text, 0).has_value();
   const bool label =
       text.starts_with(label_prefix) && text.size() > label_prefix.size();
-  return back || day || label || text == "latest" || is_number(text, number);
+  return back || day || label || text == "latest" || text == baseline_word ||
+         is_number(text, number);
 }
 
 [[noreturn]] void refuse_form(database& base, std::string_view text) {
@@ -116,18 +119,29 @@ bool is_form_of_one(std::string_view text) {
   if (std::find(known.begin(), known.end(), text) != known.end())
     throw refusal("'" + typed + "' is not a run; did you mean 'label:" + typed +
                   "'?");
-  const std::string nearest = str::nearest_word(text, {"latest"});
+  const std::string nearest =
+      str::nearest_word(text, {"latest", std::string(baseline_word)});
   if (!nearest.empty())
-    throw refusal("'" + typed + "' is not a run; did you mean 'latest'?");
+    throw refusal("'" + typed + "' is not a run; did you mean '" + nearest +
+                  "'?");
   throw refusal("'" + typed +
-                "' is not a run: a number, latest, latest~N, label:NAME or a "
-                "day such as 2025-11-20");
+                "' is not a run: a number, latest, latest~N, label:NAME, "
+                "baseline or a day such as 2025-11-20");
 }
 
 run checked(database& base, std::string_view text, std::optional<run> found) {
   if (found) return *found;
   throw refusal("There is no run '" + text::visible_text(text) +
                 "': " + candidates(base, text));
+}
+
+run marked_run(database& base) {
+  const std::optional<std::int64_t> number = marked_baseline(base);
+  if (!number)
+    throw refusal(
+        "No run is marked as the baseline; 'zelk-db baseline set RUN' marks "
+        "one");
+  return checked(base, baseline_word, accumulate::find_run(base, *number));
 }
 
 struct range {
@@ -188,6 +202,7 @@ std::vector<run> runs_in(database& base, std::string_view text,
 }  // namespace
 
 run select_run(database& base, std::string_view text) {
+  if (text == baseline_word) return marked_run(base);
   if (!is_form_of_one(text)) refuse_form(base, text);
   return checked(base, text, accumulate::find_run(base, text));
 }

@@ -4,6 +4,7 @@
 //   latest  latest~2          the one that started last; the second before it
 //   label:nightly             the last one with that label
 //   2025-11-20                the last one that started on that day
+//   baseline                  the one that is marked (zelk-db baseline)
 //
 // and, where several make sense, these too:
 //

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "src/collect/src/accumulate/marks.h"
 #include "src/collect/src/accumulate/schema.h"
 #include "src/collect/src/reading/failure.h"
 #include "src/collect/src/reading/test_output.h"
@@ -58,6 +59,20 @@ TEST_F(run_choice, knows_each_form) {
   EXPECT_EQ(one("2025-10-09"), 2);
 }
 
+TEST_F(run_choice, knows_the_one_that_is_marked) {
+  EXPECT_EQ(why_not("baseline"),
+            "No run is marked as the baseline; 'zelk-db baseline set RUN' "
+            "marks one");
+  {
+    datastore::database base = open_to_write(place_of(path_));
+    ASSERT_TRUE(accumulate::mark_baseline(base, {3, "", "ada", 1}));
+  }
+  EXPECT_EQ(one("baseline"), 3);
+  EXPECT_EQ(several({"baseline", "1"}), (list{1, 3}));
+  EXPECT_EQ(why_not("basline"),
+            "'basline' is not a run; did you mean 'baseline'?");
+}
+
 TEST_F(run_choice, knows_ranges_with_both_ends) {
   EXPECT_EQ(several({"2..3"}), (list{2, 3}));
   EXPECT_EQ(several({"2025-10-09..2025-10-10"}), (list{1, 2, 3}));
@@ -95,8 +110,8 @@ TEST_F(run_choice, refuses_what_is_no_run) {
   EXPECT_THROW(one("1..2"), refusal);
   EXPECT_THROW(one("now-7d"), refusal);
   EXPECT_EQ(why_not("\x1b[2J"),
-            "'\\x1b[2J' is not a run: a number, latest, latest~N, label:NAME "
-            "or a day such as 2025-11-20");
+            "'\\x1b[2J' is not a run: a number, latest, latest~N, label:NAME, "
+            "baseline or a day such as 2025-11-20");
 }
 
 TEST(select_run, says_that_there_is_none_at_all) {
