@@ -37,9 +37,18 @@ LAYERS = {
     "src/collect/src/db":
         BASE | {"text", "util", "node", "preproc", "facts", "datastore",
                 "provider", "accumulate", "reading"},
-    "src/check":
+    "src/check": BASE | {"facts", "command"},  # the program is there
+    "src/check/judge": BASE | {"text", "xml", "node", "preproc", "facts", "check"},
+    "src/check/report": BASE | {"text", "node", "facts", "check", "judge"},
+    "src/check/page":
+        BASE | {"text", "node", "facts", "check", "accumulate"},
+    "src/check/input":
         BASE | {"text", "xml", "node", "util", "preproc", "facts", "datastore",
-                "accumulate", "reading"},
+                "accumulate", "reading", "check", "judge"},
+    "src/check/command":
+        BASE | {"text", "xml", "node", "util", "preproc", "facts", "datastore",
+                "accumulate", "reading", "check", "judge", "input", "report",
+                "page"},
     "src/collect/src/collect":
         BASE | {"xml", "node", "util", "preproc", "utils"},
     "src/collect/src":
@@ -191,7 +200,8 @@ def header_heads(tree):
 
 
 # What machines print is kept as they print it.
-PRINTED = re.compile(r"test/facts/recordings/|test/providers/cases/")
+PRINTED = re.compile(r"test/facts/recordings/|test/providers/cases/|"
+                     r"test/synthetic/outputs/")
 
 
 def whitespace(tree):

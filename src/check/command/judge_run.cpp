@@ -1,0 +1,211 @@
+#include "src/check/command/judge_run.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <string_view>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "src/check/input/load.h"
+#include "src/check/input/node_notes.h"
+#include "src/check/input/only_nodes.h"
+#include "src/check/input/run_choice.h"
+#include "src/check/judge/glob.h"
+#include "src/collect/src/accumulate/datastore_location.h"
+#include "src/collect/src/reading/acceptances.h"
+#include "src/collect/src/reading/failure.h"
+#include "src/collect/src/reading/opening.h"
+#include "src/collect/src/reading/run_selection.h"
+#include "src/common/facts/description_set.h"
+#include "src/common/node/tokenized_host.h"
+#include "src/common/str/nearest_word.h"
+#include "src/common/text/time_text.h"
+
+namespace zelk::check {
+
+namespace {
+
+using datastore::database;
+using reading::refusal;
+
+// For another process that is writing.
+constexpr std::chrono::seconds wait{30};
+
+reading::place find_place(const check_settings& settings) {
+  const accumulate::datastore_location found =
+      accumulate::find_datastore(settings.datastore, settings.config_file);
+  if (!found.problem.empty()) throw refusal(found.problem);
+  return {found.path, wait};
+}
+
+std::vector<acceptance> acceptances_at(database& base, std::int64_t now_usec) {
+  std::vector<acceptance> all;
+  for (reading::stored_acceptance& each : reading::acceptances(base))
+    if (each.holds_at(now_usec))
+      all.push_back({each.id, each.check, std::move(each.nodes), each.reason,
+                     each.who, each.made_usec, each.until_usec});
+  return all;
+}
+
+void check_names(const char* option, const std::vector<std::string>& words,
+                 const check_set& checks) {
+  for (const std::string& word : words) {
+    if (is_pattern(word) || checks.find(word) || checks.generic(word)) continue;
+    std::vector<std::string> known;
+    for (const check_definition* each : checks.all())
+      known.push_back(each->id);
+    throw refusal(std::string(option) + "'" + word + "' is no check" +
+                  str::did_you_mean(word, known) +
+                  "; 'zelk-check --list' lists them");
+  }
+}
+
+void remove_names(std::vector<std::string>& from,
+                  const std::vector<std::string>& names) {
+  const std::unordered_set<std::string_view> removed(names.begin(),
+                                                     names.end());
+  std::erase_if(from, [&](const auto& name) { return removed.contains(name); });
+}
+
+class run_judge {
+ public:
+  run_judge(const check_settings& settings, const check_set& checks,
+            database& base)
+      : settings_(settings),
+        checks_(checks),
+        base_(base),
+        descriptions_(settings.descriptions,
+                      settings.install_root + "/share/zelkara/description.xsd"),
+        loader_(std::make_unique<run_loader>(base, descriptions_)) {
+    if (!settings.nodefile.empty()) notes_ = read_nodefile(settings.nodefile);
+  }
+
+  void judge_into(judged_run& result);
+
+ private:
+  run_data load_noted(std::int64_t number);
+  std::vector<earlier_run> history_of(const accumulate::run& now,
+                                      const judge_options& options,
+                                      const std::vector<acceptance>& accepted,
+                                      const run_data* baseline);
+  judgement chosen(judgement all, const run_data& run) const;
+
+  const check_settings& settings_;
+  const check_set& checks_;
+  database& base_;
+  facts::description_set descriptions_;
+  std::unique_ptr<run_loader> loader_;
+  std::optional<node::Nodelist> notes_;
+};
+
+run_data run_judge::load_noted(std::int64_t number) {
+  run_data loaded = loader_->load(number);
+  if (notes_) give_notes(loaded, *notes_);
+  give_classes(loaded, settings_.classes);
+  return loaded;
+}
+
+// Each earlier run is judged by itself, as it was then.
+std::vector<earlier_run> run_judge::history_of(
+    const accumulate::run& now, const judge_options& options,
+    const std::vector<acceptance>& accepted, const run_data* baseline) {
+  std::vector<earlier_run> earlier;
+  history_budget budget;
+  if (baseline) budget.loaded = baseline->run.number;
+  for (const accumulate::run& each : choose_history(base_, now, budget)) {
+    judge_options then = options;
+    then.now_usec = each.ended_usec;
+    const auto remembered = [&](const run_data& run) {
+      return remember(judge(run, nullptr, {}, checks_, accepted, then));
+    };
+    earlier.push_back(each.number == budget.loaded
+                          ? remembered(*baseline)
+                          : remembered(load_noted(each.number)));
+  }
+  return earlier;
+}
+
+judgement run_judge::chosen(judgement all, const run_data& run) const {
+  if (settings_.nodes.empty() && settings_.excluded.empty()) return all;
+  node_groups groups = groups_of(run);
+  add_classes(groups, all.classes);
+  std::vector<std::string> names = run.nodes;
+  if (!settings_.nodes.empty()) names = names_of("-w", settings_.nodes, groups);
+  const std::vector<std::string> out =
+      names_of("-x", settings_.excluded, groups);
+  remove_names(names, out);
+  std::vector<std::string> unknown = names;
+  remove_names(unknown, run.nodes);
+  // Nothing said of a node is not that it is well.
+  if (!unknown.empty())
+    throw refusal("-w: the run neither expected nor has " +
+                  TokenizedHost::get_merged_hosts(unknown));
+  if (names.empty()) throw refusal("no node of the run matches the selection");
+  return only_nodes(std::move(all), names);
+}
+
+void run_judge::judge_into(judged_run& result) {
+  const accumulate::run now = reading::select_run(base_, settings_.run);
+  const std::optional<accumulate::run> earlier =
+      choose_baseline(base_, now, settings_.baseline);
+  result.run = load_noted(now.number);
+  const judge_options options = options_for(settings_, result.run.run);
+  const std::vector<acceptance> accepted =
+      acceptances_at(base_, present_usec());
+  std::optional<run_data> baseline;
+  if (earlier) baseline = load_noted(earlier->number);
+  const std::vector<earlier_run> history =
+      history_of(now, options, accepted, baseline ? &*baseline : nullptr);
+  if (baseline) align_options(result.run, *baseline);
+  loader_.reset();  // and what it remembers of outputs
+  judgement all = judge(result.run, baseline ? &*baseline : nullptr, history,
+                        checks_, accepted, options);
+  all.now_usec = present_usec();
+  result.what = chosen(std::move(all), result.run);
+}
+
+}  // namespace
+
+std::int64_t present_usec() {
+  const char* given = std::getenv("SOURCE_DATE_EPOCH");
+  char* end = nullptr;
+  const long long seconds = given ? std::strtoll(given, &end, 10) : 0;
+  const bool is_number = given && end != given && *end == '\0';
+  return is_number ? seconds * text::usec_per_sec : text::now_usec();
+}
+
+bool names_the_past(const std::string& run) {
+  return run != "latest" && !run.starts_with("label:");
+}
+
+judge_options options_for(const check_settings& settings, const run_info& run) {
+  judge_options options = settings.judge;
+  options.now_usec = present_usec();
+  if (settings.max_age_usec)
+    options.max_age_usec = *settings.max_age_usec;
+  else if (names_the_past(settings.run))
+    options.now_usec = run.ended_usec == 0 ? options.now_usec : run.ended_usec;
+  return options;
+}
+
+check_set read_checks(const check_settings& settings) {
+  std::optional<check_set> checks =
+      check_set::read(settings.checks_folders,
+                      settings.install_root + "/share/zelkara/check.xsd");
+  if (!checks) throw refusal("the check definitions cannot be used");
+  check_names("", settings.judge.only, *checks);
+  check_names("--skip: ", settings.judge.skip, *checks);
+  return std::move(*checks);
+}
+
+judged_run judge_run(const check_settings& settings, const check_set& checks) {
+  const reading::place where = find_place(settings);
+  judged_run result;
+  result.path = where.path;
+  result.base = std::make_unique<database>(reading::open_to_read(where));
+  run_judge(settings, checks, *result.base).judge_into(result);
+  return result;
+}
+
+}  // namespace zelk::check

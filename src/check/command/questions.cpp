@@ -1,0 +1,104 @@
+#include "src/check/command/questions.h"
+
+#include <iostream>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "src/check/command/judge_run.h"
+#include "src/check/command/write_outputs.h"
+#include "src/check/input/node_notes.h"
+#include "src/collect/src/reading/failure.h"
+#include "src/common/datastore/store_error.h"
+#include "src/common/node/tokenized_host.h"
+#include "src/common/str/nearest_word.h"
+
+namespace zelk::check {
+
+namespace {
+
+using reading::refusal;
+
+check_definition definition_of(const check_set& checks, const std::string& id) {
+  if (const check_definition* found = checks.find(id)) return *found;
+  if (std::optional<check_definition> made = checks.generic(id)) return *made;
+  std::vector<std::string> known;
+  for (const check_definition* each : checks.all())
+    known.push_back(each->id);
+  throw refusal("'" + id + "' is no check" + str::did_you_mean(id, known) +
+                "; 'zelk-check --list' lists them");
+}
+
+// What a check means can be told without a run, too.
+std::optional<judged_run> judged_if_there_is_one(const check_settings& settings,
+                                                 const check_set& checks) {
+  try {
+    return judge_run(settings, checks);
+  } catch (const refusal& error) {
+    if (settings.run != "latest") throw;
+    if (!settings.quiet)
+      std::cerr << program_name << ": without a run: " << error.what() << '\n';
+  } catch (const datastore::store_error& error) {
+    if (!settings.quiet)
+      std::cerr << program_name << ": without a run: " << error.what() << '\n';
+  }
+  return {};
+}
+
+std::vector<std::string> things_to_differ(const run_data& run) {
+  std::vector<std::string> names;
+  for (const provider_info& each : run.providers)
+    names.push_back(each.name);
+  for (const fact_column& each : run.facts)
+    if (names.back() != each.name) names.push_back(each.name);
+  return names;
+}
+
+}  // namespace
+
+int list_checks(const check_settings& settings) {
+  const check_set checks = read_checks(settings);
+  write_check_list(checks.all(), report_options_for(settings, true), std::cout);
+  return status_fine;
+}
+
+int explain_checks(const check_settings& settings) {
+  const check_set checks = read_checks(settings);
+  std::vector<check_definition> asked;
+  for (const std::string& id : settings.asked)
+    asked.push_back(definition_of(checks, id));
+  const std::optional<judged_run> judged =
+      judged_if_there_is_one(settings, checks);
+  const report_options options = report_options_for(settings, true);
+  for (const check_definition& each : asked)
+    write_explanation(each, judged ? &judged->what : nullptr, options,
+                      std::cout);
+  return status_fine;
+}
+
+int show_nodes(const check_settings& settings) {
+  const judged_run judged = judge_run(settings, read_checks(settings));
+  node_groups groups = groups_of(judged.run);
+  add_classes(groups, judged.what.classes);
+  const std::vector<std::string> names =
+      names_of("--show node", settings.asked, groups);
+  const std::vector<std::string> unknown =
+      write_nodes(judged.what, judged.run, names,
+                  report_options_for(settings, true), std::cout);
+  if (unknown.empty()) return status_fine;
+  throw refusal("the run neither expected nor has " +
+                TokenizedHost::get_merged_hosts(unknown));
+}
+
+int show_differences(const check_settings& settings) {
+  const judged_run judged = judge_run(settings, read_checks(settings));
+  if (write_differences(judged.run, judged.what, settings.difference,
+                        report_options_for(settings, true), std::cout))
+    return status_fine;
+  throw refusal(
+      "--diff: the run has no provider and no fact '" + settings.difference +
+      "'" +
+      str::did_you_mean(settings.difference, things_to_differ(judged.run)));
+}
+
+}  // namespace zelk::check

@@ -1,0 +1,253 @@
+#include "src/check/command/write_outputs.h"
+
+#include <fmt/format.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <memory>
+#include <system_error>
+
+#include "src/check/command/output_file.h"
+#include "src/check/command/terminal.h"
+#include "src/check/input/error_output.h"
+#include "src/collect/src/reading/failure.h"
+#include "src/common/names/version.h"
+#include "src/common/preproc/preproc.h"
+#include "src/common/str/nearest_word.h"
+#include "src/common/text/size_text.h"
+#include "src/common/text/visible_text.h"
+
+namespace zelk::check {
+
+namespace {
+
+using reading::refusal;
+
+constexpr std::size_t rows_on_terminal = 20;
+constexpr std::size_t longest_logo = std::size_t{64} << 10;  // bytes
+constexpr char usual_figure[] = "heatmap";
+
+bool is_standard_output(const output_place& place) {
+  return place.path == "-";
+}
+
+output_form form_of(const output_place& place) {
+  return place.form.value_or(output_form{});
+}
+
+std::string own_host() {
+  char name[256] = {};
+  return ::gethostname(name, sizeof name - 1) == 0 ? name : "";
+}
+
+std::string own_user() {
+  const passwd* entry = ::getpwuid(::geteuid());
+  return entry == nullptr ? "" : entry->pw_name;
+}
+
+page_logo read_logo(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  page_logo logo;
+  logo.bytes.assign(std::istreambuf_iterator<char>(in), {});
+  if (!in && logo.bytes.empty())
+    throw refusal("--logo: unable to read '" + path + "'");
+  if (logo.bytes.size() > longest_logo)
+    throw refusal(
+        "--logo: expected at most 64 KiB; found " +
+        text::size_text(static_cast<std::int64_t>(logo.bytes.size())));
+  const bool is_png = logo.bytes.starts_with("\x89PNG");
+  if (!is_png && logo.bytes.find("<svg") == logo.bytes.npos)
+    throw refusal("--logo: expected an SVG or a PNG in '" + path + "'");
+  logo.media_type = is_png ? "image/png" : "image/svg+xml";
+  return logo;
+}
+
+std::string shell_word(const std::string& word) {
+  constexpr std::string_view harmless =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"
+      "@%_+=:,./-";
+  return word.find_first_not_of(harmless) == word.npos
+             ? word
+             : preproc::shell_quoted(word);
+}
+
+// What was typed to say which run it is.
+std::string same_run(const check_settings& settings) {
+  std::string words;
+  const auto add = [&](const std::string& option, const std::string& value) {
+    words += (words.empty() ? "" : " ") + option + " " + shell_word(value);
+  };
+  if (settings.run != "latest") add("--run", settings.run);
+  if (!settings.datastore.empty()) add("--db", settings.datastore);
+  return words;
+}
+
+class output_writer {
+ public:
+  output_writer(const check_settings& settings, const judged_run& judged)
+      : settings_(settings), judged_(judged) {}
+
+  void write(const output_place& place);
+
+ private:
+  void write_to(std::ostream& out, const output_place& place);
+  void write_page_to(std::ostream& out, const output_place& place);
+  void write_figure(std::ostream& out);
+  void write_assets() const;
+  page_options page_options_for(const output_place& place);
+  std::string assets_from(const std::string& page) const;
+  void tell_page(const output_place& place, const page_result& written) const;
+
+  const check_settings& settings_;
+  const judged_run& judged_;
+  std::unique_ptr<error_output> errors_;
+};
+
+// How a page at `page` finds the folder of its assets.
+std::string output_writer::assets_from(const std::string& page) const {
+  const std::filesystem::path folder =
+      std::filesystem::absolute(page).parent_path();
+  return std::filesystem::absolute(settings_.assets)
+      .lexically_normal()
+      .lexically_relative(folder.lexically_normal())
+      .string();
+}
+
+page_options output_writer::page_options_for(const output_place& place) {
+  page_options page = settings_.page;
+  if (!settings_.logo.empty()) page.logo = read_logo(settings_.logo);
+  if (!settings_.assets.empty()) page.assets = assets_from(place.path);
+  page.host = own_host();
+  page.user = own_user();
+  page.program_version = product_version();
+  page.command_line = settings_.command_line;
+  page.configuration = settings_.config_file;
+  page.datastore = judged_.path;
+  page.json = [this](const judgement& what, std::ostream& out) {
+    report_options json = report_options_for(settings_, false);
+    json.form = report_form::json;
+    write_report(what, json, out);
+  };
+  errors_ =
+      std::make_unique<error_output>(*judged_.base, judged_.run.run.number);
+  page.error_output = [this](const std::string& node,
+                             const std::string& column) {
+    return errors_->of(node, column);
+  };
+  return page;
+}
+
+void output_writer::tell_page(const output_place& place,
+                              const page_result& written) const {
+  if (!written.fits)
+    std::cerr << program_name << ": " << text::visible_text(place.path)
+              << ": even the least page is larger than --max-size\n";
+  if (settings_.quiet || is_standard_output(place)) return;
+  const auto count = [](std::size_t number) {
+    return static_cast<std::int64_t>(number);
+  };
+  const judgement& what = judged_.what;
+  std::cerr << fmt::format(
+      "{}  {}, {}, {}, {}\n", text::visible_text(place.path),
+      text::size_text(count(written.bytes)),
+      text::counted(count(what.nodes.size()), "node"),
+      text::counted(count(what.findings.size()), "finding"),
+      settings_.assets.empty() ? "self-contained"
+                               : "style and script beside it");
+  for (const std::string& each : written.left_out)
+    std::cerr << "  left out: " << text::visible_text(each) << '\n';
+}
+
+void output_writer::write_assets() const {
+  std::error_code error;
+  std::filesystem::create_directories(settings_.assets, error);
+  for (const auto& [name, content] : page_assets()) {
+    output_file file(settings_.assets + "/" + name);
+    file.stream() << content;
+    file.keep();
+  }
+}
+
+void output_writer::write_page_to(std::ostream& out,
+                                  const output_place& place) {
+  const page_options options = page_options_for(place);
+  if (!settings_.assets.empty()) write_assets();
+  tell_page(place, write_page(judged_.what, options, out));
+}
+
+void output_writer::write_figure(std::ostream& out) {
+  const std::string name =
+      settings_.figure.empty() ? usual_figure : settings_.figure;
+  const std::optional<std::string> drawn =
+      page_figure(judged_.what, settings_.page, name);
+  if (!drawn) {
+    const std::vector<std::string> known = page_figure_names(judged_.what);
+    std::string list;
+    for (const std::string& each : known)
+      list += " " + each;
+    throw refusal("--figure: there is no picture '" + name + "'" +
+                  str::did_you_mean(name, known) + "; there are" + list);
+  }
+  out << *drawn;
+}
+
+void output_writer::write_to(std::ostream& out, const output_place& place) {
+  const output_form form = form_of(place);
+  if (form.what == document::page) return write_page_to(out, place);
+  if (form.what == document::figure) return write_figure(out);
+  report_options options =
+      report_options_for(settings_, is_standard_output(place));
+  options.form = form.report;
+  if (settings_.what == action::drain_commands)
+    write_drain_commands(judged_.what, options, out);
+  else
+    write_report(judged_.what, options, out);
+}
+
+void output_writer::write(const output_place& place) {
+  if (is_standard_output(place)) return write_to(std::cout, place);
+  output_file file(place.path);
+  write_to(file.stream(), place);
+  file.keep();
+}
+
+}  // namespace
+
+report_options report_options_for(const check_settings& settings,
+                                  bool to_standard_output) {
+  report_options options = settings.report;
+  const bool terminal = to_standard_output && on_terminal();
+  options.colour = wants_colour(settings.color, terminal);
+  options.utf8 = !settings.ascii && locale_is_utf8();
+  options.width = terminal ? terminal_width() : 0;
+  options.limit_rows =
+      settings.limit_rows.value_or(terminal ? rows_on_terminal : 0);
+  options.version = product_version();
+  options.same_run = same_run(settings);
+  return options;
+}
+
+void check_outputs(const check_settings& settings) {
+  const bool markup = std::any_of(
+      settings.outputs.begin(), settings.outputs.end(), [](const auto& each) {
+        return is_standard_output(each) &&
+               form_of(each).what != document::report;
+      });
+  if (markup && on_terminal())
+    throw refusal("a terminal cannot show a page; -o FILE writes it to a file");
+}
+
+// Files first: standard output may be closed while it is written to.
+void write_outputs(const check_settings& settings, const judged_run& judged) {
+  output_writer writer(settings, judged);
+  for (const bool to_standard_output : {false, true})
+    for (const output_place& place : settings.outputs)
+      if (is_standard_output(place) == to_standard_output) writer.write(place);
+}
+
+}  // namespace zelk::check

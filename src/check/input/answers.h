@@ -1,0 +1,25 @@
+// What a stored result says of how its provider fared.
+
+#pragma once
+
+#include <string>
+
+#include "src/check/run_data.h"
+#include "src/collect/src/reading/run_facts.h"
+#include "src/common/facts/fact.h"
+
+namespace zelk::check {
+
+// `read` is what came out of its output; null where its description says
+// nothing of facts. `error_line` is what it said of its trouble, or "".
+provider_answer answer_of(const reading::stored_result& result,
+                          const facts::extraction* read,
+                          const std::string& error_line);
+
+// Whether the answer's reason is in what it wrote to standard error.
+bool explains_itself(const reading::stored_result& result);
+
+// `text`, or what can be shown of it, where it is not UTF-8.
+std::string readable(std::string_view text);
+
+}  // namespace zelk::check

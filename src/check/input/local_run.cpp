@@ -1,0 +1,299 @@
+#include "src/check/input/local_run.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <memory>
+#include <set>
+#include <system_error>
+#include <tuple>
+#include <utility>
+
+#include "src/check/input/answers.h"
+#include "src/check/input/fact_table.h"
+#include "src/collect/src/reading/failure.h"
+#include "src/common/facts/declaration.h"
+#include "src/common/names/names.h"
+#include "src/common/preproc/configuration_file.h"
+#include "src/common/preproc/fields.h"
+#include "src/common/preproc/preproc.h"
+#include "src/common/preproc/written_facts.h"
+#include "src/common/str/str.h"
+#include "src/common/text/time_text.h"
+#include "src/common/util/cmd.h"
+#include "src/common/util/errno_text.h"
+#include "src/common/xml/query.h"
+
+namespace zelk::check {
+
+namespace {
+
+using clock = std::chrono::steady_clock;
+using std::chrono::seconds;
+
+// A command that has run into its time-out gets so long to tidy up, and then so
+// long to die.
+constexpr seconds grace{1};
+constexpr seconds patience{1};
+
+constexpr int status_timed_out = 124;
+constexpr int status_not_started = -2;
+
+std::string own_name() {
+  char name[256] = {};
+  if (::gethostname(name, sizeof name - 1) != 0 || name[0] == '\0')
+    return "localhost";
+  return name;
+}
+
+std::set<std::string> members_of_suite(const std::string& config_file,
+                                       const std::string& install_root,
+                                       const std::string& name) {
+  const xml::unique_doc document = preproc::open_configuration(
+      config_file, preproc::configuration_owner::site, install_root);
+  std::set<std::string> members;
+  if (!document) return members;
+  const xmlNode* collect = xml::child(xml::root(*document), "collect");
+  for (const xmlNode* suite :
+       xml::children(xml::child(collect, "suites"), "suite"))
+    if (xml::attribute(suite, "name") == name)
+      for (const xmlNode* member : xml::children(suite, "member"))
+        members.insert(preproc::text_of(member));
+  return members;
+}
+
+// "net.{1}.mtu" as a pattern: "net.*.mtu".
+std::string pattern_of(std::string_view fact_name) {
+  std::string pattern;
+  bool inside = false;
+  for (const char c : fact_name) {
+    if (c == '{') pattern += '*';
+    inside = c == '{' || (inside && c != '}');
+    if (!inside && c != '}') pattern += c;
+  }
+  return pattern;
+}
+
+class local_runner {
+ public:
+  explicit local_runner(const local_wish& wish)
+      : wish_(wish), made_(begun()), facts_(made_) {}
+
+  run_data run();
+
+ private:
+  struct provider {
+    provider_config description;
+    std::shared_ptr<const facts::declaration> by;
+  };
+
+  static run_data begun();
+  void read_configuration();
+  std::vector<std::string> wanted_descriptions() const;
+  bool wants(const preproc::written_facts& of, const std::string& stem) const;
+  std::vector<provider> wanted_providers() const;
+  void run_provider(const provider& one);
+  void run_option(const provider_config& description,
+                  const preproc::ProcessedProviderAttributes& option,
+                  const facts::declaration& by, bool only_one);
+  reading::stored_result run_command(const std::string& command,
+                                     std::int64_t timeout, std::string& output,
+                                     std::string& errors) const;
+  std::int64_t seconds_left() const;
+
+  const local_wish& wish_;
+  Config config_;
+  std::set<std::string> heavy_;  // providers that load a node
+  run_data made_;
+  fact_table facts_;
+};
+
+run_data local_runner::begun() {
+  run_data made;
+  made.nodes = {readable(own_name())};
+  made.notes.resize(1);
+  made.run.state = "complete";
+  made.run.started_usec = text::now_usec();
+  made.run.nodes_expected = made.run.nodes = 1;
+  return made;
+}
+
+void local_runner::read_configuration() {
+  config_.install_root = wish_.install_root;
+  if (wish_.config_file.empty()) return;
+  if (preproc::read_config(config_, wish_.config_file) != 0)
+    throw reading::refusal("the configuration cannot be used");
+  heavy_ =
+      members_of_suite(wish_.config_file, wish_.install_root, "performance");
+}
+
+bool declares_any(const preproc::written_facts& of,
+                  const std::vector<std::string>& wanted) {
+  return std::any_of(of.facts.begin(), of.facts.end(), [&](const auto& fact) {
+    const auto name = fact.attributes.find("name");
+    if (name == fact.attributes.end()) return false;
+    const std::string pattern = pattern_of(name->second);
+    return std::any_of(wanted.begin(), wanted.end(), [&](const auto& each) {
+      return patterns_meet(each, pattern);
+    });
+  });
+}
+
+bool local_runner::wants(const preproc::written_facts& of,
+                         const std::string& stem) const {
+  return declares_any(of, wish_.facts_by_name) ||
+         (!heavy_.contains(stem) && declares_any(of, wish_.facts));
+}
+
+std::vector<std::string> local_runner::wanted_descriptions() const {
+  const std::string schema =
+      wish_.install_root + "/share/zelkara/description.xsd";
+  std::vector<std::string> paths;
+  std::error_code error;
+  for (std::filesystem::directory_iterator each(wish_.descriptions, error), end;
+       !error && each != end; each.increment(error))
+    if (each->path().extension() == ".xml")
+      paths.push_back(each->path().string());
+  if (error)
+    throw reading::refusal(wish_.descriptions +
+                           ": cannot be read: " + error.message());
+  std::sort(paths.begin(), paths.end());
+  // Those of older versions, NAME.vN.xml, only tell how to read old results.
+  std::erase_if(paths, [&](const std::string& path) {
+    const std::string stem = std::filesystem::path(path).stem().string();
+    if (stem.find(".v") != stem.npos) return true;
+    const auto written = preproc::read_written_facts(path, schema);
+    return !written || !wants(*written, stem);
+  });
+  return paths;
+}
+
+std::int64_t local_runner::seconds_left() const {
+  const auto left = wish_.deadline - grace - patience - clock::now();
+  return std::chrono::duration_cast<seconds>(left).count();
+}
+
+reading::stored_result local_runner::run_command(const std::string& command,
+                                                 std::int64_t timeout,
+                                                 std::string& output,
+                                                 std::string& errors) const {
+  reading::stored_result result;
+  const std::int64_t limit = std::min(timeout, seconds_left());
+  result.exit_status = status_timed_out;
+  if (limit <= 0) {
+    errors = "no time was left for it";
+    return result;
+  }
+  util::cmd child("ZELK_TIMEOUT=" + std::to_string(limit) + " " + command,
+                  limit);
+  child.times.grace = grace;
+  child.times.patience = patience;
+  if (child.popen3() == 0) {
+    result.exit_status = child.exit_status;
+    result.duration = child.duration;
+    output = child.standard_output.view();
+    errors = child.standard_error.view();
+  } else {
+    result.exit_status = status_not_started;
+    errors = util::errno_text(errno);
+  }
+  result.ended_usec = text::now_usec();
+  return result;
+}
+
+void local_runner::run_option(
+    const provider_config& description,
+    const preproc::ProcessedProviderAttributes& option,
+    const facts::declaration& by, bool only_one) {
+  provider_info& info = made_.providers.emplace_back();
+  info.name = description.name;
+  info.option_id = option.option_id;
+  info.option = only_one ? "" : option.option_id;
+  info.versions = {description.version};
+  info.description = by.description();
+  const std::int64_t timeout =
+      option.timeout > 0 ? option.timeout : description.timeout;
+  std::string output, errors;
+  const reading::stored_result result =
+      run_command(option.option_text + str::replace(description.command,
+                                                    "%PROVIDER_AUXILIARY_PATH%",
+                                                    description.auxiliary_path),
+                  timeout, output, errors);
+  const facts::extraction read = by.read_output(output, result.exit_status);
+  info.answers = {answer_of(result, &read, reading::last_line(errors))};
+  if (result.ended_usec == 0) info.answers.front().reason = errors;
+  made_.run.results_expected += 1;
+  made_.run.results += 1;
+  facts_.begin(info.name, info.option);
+  const answer what = info.answers.front().what;
+  if (what == answer::ok || what == answer::incomplete)
+    facts_.add(read, description.version, {0});
+  facts_.end();
+}
+
+// One that cannot be read has been told, and is left out.
+std::vector<local_runner::provider> local_runner::wanted_providers() const {
+  const std::string schema =
+      wish_.install_root + "/share/zelkara/description.xsd";
+  std::vector<provider> found;
+  for (const std::string& path : wanted_descriptions()) {
+    provider one;
+    const std::string name = std::filesystem::path(path).filename().string();
+    one.by = facts::declaration::read(path, schema);
+    if (one.by && preproc::Preprocessor::parse_provider_config_xml(
+                      one.description, path, config_, name) == 0)
+      found.push_back(std::move(one));
+  }
+  std::stable_sort(found.begin(), found.end(),
+                   [](const provider& a, const provider& b) {
+                     return a.description.timeout < b.description.timeout;
+                   });
+  return found;
+}
+
+void local_runner::run_provider(const provider& one) {
+  constexpr std::int32_t this_machine = 1, any_machine = 2;
+  const provider_config& description = one.description;
+  const bool fits = description.architecture == any_machine ||
+                    description.architecture == this_machine;
+  if (description.min_nodes > 1 || !fits) return;
+  auto options =
+      preproc::populate_option_vars_map(config_, str::upper(description.name));
+  if (options.empty()) options.emplace_back();
+  for (const auto& option : options)
+    run_option(description, option, *one.by, options.size() == 1);
+}
+
+run_data local_runner::run() {
+  read_configuration();
+  for (const provider& each : wanted_providers())
+    run_provider(each);
+  facts_.finish();
+  std::sort(made_.providers.begin(), made_.providers.end(),
+            [](const provider_info& a, const provider_info& b) {
+              return std::tie(a.name, a.option) < std::tie(b.name, b.option);
+            });
+  made_.run.ended_usec = text::now_usec();
+  return std::move(made_);
+}
+
+}  // namespace
+
+bool patterns_meet(std::string_view a, std::string_view b) {
+  if (a.empty() && b.empty()) return true;
+  if (!a.empty() && a[0] == '*')
+    return patterns_meet(a.substr(1), b) ||
+           (!b.empty() && patterns_meet(a, b.substr(1)));
+  if (!b.empty() && b[0] == '*') return patterns_meet(b, a);
+  if (a.empty() || b.empty()) return false;
+  const bool same = a[0] == b[0] || a[0] == '?' || b[0] == '?';
+  return same && patterns_meet(a.substr(1), b.substr(1));
+}
+
+run_data measure_here(const local_wish& wish) {
+  return local_runner(wish).run();
+}
+
+}  // namespace zelk::check

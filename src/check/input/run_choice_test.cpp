@@ -1,0 +1,95 @@
+#include "src/check/input/run_choice.h"
+
+#include "src/check/input/test_collection.h"
+#include "src/collect/src/accumulate/marks.h"
+#include "src/collect/src/reading/failure.h"
+
+namespace zelk::check {
+namespace {
+
+class run_choice_ : public collection {
+ protected:
+  static std::vector<made_result> of_nodes(int count) {
+    std::vector<made_result> results;
+    for (int i = 1; i <= count; ++i)
+      results.push_back({"n" + std::to_string(i), "memory", "total: 5\n"});
+    return results;
+  }
+
+  // 0: none.
+  std::int64_t baseline_of(std::int64_t number, const std::string& asked = "") {
+    datastore::database base = open();
+    const auto found =
+        choose_baseline(base, *accumulate::find_run(base, number), asked);
+    return found ? found->number : 0;
+  }
+
+  std::vector<std::int64_t> history_of(std::int64_t number,
+                                       const history_budget& budget = {}) {
+    datastore::database base = open();
+    std::vector<std::int64_t> numbers;
+    for (const auto& each :
+         choose_history(base, *accumulate::find_run(base, number), budget))
+      numbers.push_back(each.number);
+    return numbers;
+  }
+};
+
+TEST_F(run_choice_, baseline_is_the_newest_earlier_run_with_the_same_label) {
+  const auto first = add_run(of_nodes(4), {}, "nightly");
+  const auto other = add_run(of_nodes(4));
+  const auto now = add_run(of_nodes(4), {}, "nightly");
+  add_run(of_nodes(4), {}, "nightly");
+  EXPECT_EQ(baseline_of(now), first);
+  EXPECT_EQ(baseline_of(other), first);
+  EXPECT_EQ(baseline_of(first), 0);
+  EXPECT_EQ(baseline_of(now, "none"), 0);
+  EXPECT_EQ(baseline_of(now, std::to_string(other)), other);
+}
+
+TEST_F(run_choice_, baseline_is_not_a_repetition_on_a_few_nodes) {
+  const auto whole = add_run(of_nodes(4));
+  const auto part = add_run(of_nodes(1));
+  const auto now = add_run(of_nodes(4));
+  EXPECT_EQ(baseline_of(now), whole);
+  EXPECT_EQ(baseline_of(now, std::to_string(part)), part);
+}
+
+TEST_F(run_choice_, baseline_is_the_marked_one_first) {
+  const auto marked = add_run(of_nodes(1));
+  add_run(of_nodes(4));
+  const auto now = add_run(of_nodes(4));
+  {
+    datastore::database base =
+        reading::open_to_write({path_, std::chrono::seconds(1)});
+    accumulate::mark_baseline(base, {marked, "", "ada", 1});
+  }
+  EXPECT_EQ(baseline_of(now), marked);
+  EXPECT_EQ(baseline_of(now, "baseline"), marked);
+  EXPECT_EQ(baseline_of(marked), 0);
+}
+
+TEST_F(run_choice_, refuses_what_cannot_be_compared) {
+  const auto now = add_run(of_nodes(1));
+  EXPECT_THROW(baseline_of(now, std::to_string(now)), reading::refusal);
+  EXPECT_THROW(baseline_of(now, "77"), reading::refusal);
+  EXPECT_THROW(baseline_of(now, "baseline"), reading::refusal);
+}
+
+TEST_F(run_choice_, history_keeps_to_its_label_and_its_budget) {
+  std::vector<std::int64_t> runs;
+  for (int i = 0; i < 5; ++i)
+    runs.push_back(add_run(of_nodes(4), {}, "nightly"));
+  add_run(of_nodes(4), {}, "by hand");
+  add_run(of_nodes(1), {}, "nightly");
+  const auto now = add_run(of_nodes(4), {}, "nightly");
+  using list = std::vector<std::int64_t>;
+  EXPECT_EQ(history_of(now),
+            (list{runs[4], runs[3], runs[2], runs[1], runs[0]}));
+  EXPECT_EQ(history_of(now, {2, 1000, 0}), (list{runs[4], runs[3]}));
+  EXPECT_EQ(history_of(now, {12, 13, 0}), (list{runs[4], runs[3], runs[2]}));
+  EXPECT_EQ(history_of(now, {12, 5, runs[4]}), (list{runs[4], runs[3]}));
+}
+
+}  // namespace
+}  // namespace zelk::check

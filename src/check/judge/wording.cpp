@@ -1,0 +1,240 @@
+#include "src/check/judge/wording.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+
+#include "src/check/judge/comparison.h"
+#include "src/check/judge/glob.h"
+#include "src/check/judge/value_words.h"
+
+namespace zelk::check {
+
+namespace {
+
+constexpr std::size_t most_values_named = 3;
+constexpr std::size_t most_facts_named = 3;
+
+std::string and_more(std::size_t named, std::size_t all) {
+  return all > named ? " and " + std::to_string(all - named) + " more" : "";
+}
+
+// "-17 %", "+3.2 %"
+std::string percent_words(double percent) {
+  const double rounded = std::round(percent * 10) / 10;
+  return (rounded > 0 ? "+" : "") + number_words(rounded) + " %";
+}
+
+// "a, b and 2 more", each once.
+std::string distinct_values(const std::vector<node_value>& values) {
+  std::vector<std::string> distinct;
+  for (const node_value& each : values)
+    if (std::find(distinct.begin(), distinct.end(), each.value) ==
+        distinct.end()) {
+      distinct.push_back(each.value);
+      if (distinct.size() > values.size() / 2 && distinct.size() > 20) break;
+    }
+  std::string result;
+  for (std::size_t i = 0; i < distinct.size() && i < most_values_named; ++i)
+    result += (i == 0 ? "" : ", ") + distinct[i];
+  return result + (distinct.size() > most_values_named ? " and others" : "");
+}
+
+// A check that names one fact needs no word on which it is.
+bool is_of_one_fact(const check_definition& check) {
+  return check.facts.size() == 1 && !is_pattern(check.facts.front());
+}
+
+}  // namespace
+
+std::string wording::class_word(const hit& what) const {
+  return groups.word(what.in_class);
+}
+
+std::string wording::reference_of(const hit& what) const {
+  if (what.column == nullptr) return "";
+  const fact_column& fact = *what.column->fact;
+  switch (what.what) {
+    case shape::odd:
+      if (what.reference == unknown_value) return what.note;
+      return value_words(run, fact, what.reference);
+    case shape::outlier:
+      return number_words(fact, what.of.median);
+    case shape::against:
+    case shape::tie:
+    case shape::halves:
+      return what.note;
+    default:
+      return "";
+  }
+}
+
+node_value wording::value_of(const hit& what, std::uint32_t node) const {
+  node_value result;
+  result.node = run.data().nodes[node];
+  if (what.column == nullptr) return result;
+  const fact_column& fact = *what.column->fact;
+  const std::uint32_t value = run.value(*what.column, node);
+  result.value = value_words(run, fact, value);
+  const bool is_list = fact.traits.type == facts::value_type::list;
+  if (is_list && what.what == shape::odd && value < absent_value &&
+      what.reference < absent_value)
+    result.value = list_difference(run.text(value), run.text(what.reference));
+  const double number = run.number(value);
+  if (!std::isnan(number)) result.number = number;
+  if (pair != nullptr) {
+    const column_view* old = pair->before_of(*what.column);
+    const std::uint32_t then = pair->node_before(node);
+    if (old != nullptr && then != no_value)
+      if (const auto before = pair->before().value(*old, then);
+          before != unknown_value)
+        result.before = value_words(pair->before(), fact, before);
+  }
+  if (what.what != shape::outlier && what.what != shape::halves) return result;
+  if (result.number) {
+    result.z = robust_z(*result.number, what.of);
+    result.delta_percent = delta_percent(*result.number, what.of.median);
+  }
+  return result;
+}
+
+std::vector<node_value> wording::values_of(const hit_group& group) const {
+  std::vector<node_value> result;
+  result.reserve(group.nodes.size());
+  for (const std::uint32_t node : group.nodes) {
+    const auto part = std::find_if(
+        group.parts.begin(), group.parts.end(), [node](const hit_part* each) {
+          return std::binary_search(each->nodes.begin(), each->nodes.end(),
+                                    node);
+        });
+    if (part != group.parts.end())
+      result.push_back(value_of(*(*part)->of, node));
+  }
+  return result;
+}
+
+std::string wording::odd_words(const hit& what,
+                               const std::string& values) const {
+  const std::string reference = what.reference == unknown_value
+                                    ? "have a value"
+                                    : "have " + reference_of(what);
+  return values + "; " + std::to_string(what.same) + " of " +
+         std::to_string(what.peers) + " " + class_word(what) + "peers " +
+         reference;
+}
+
+std::string wording::outlier_words(
+    const hit& what, const std::vector<node_value>& values) const {
+  std::string result;
+  std::size_t named = 0;
+  for (const node_value& each : values) {
+    if (named == most_values_named) break;
+    result += (named++ == 0 ? "" : ", ") + each.value;
+    if (each.delta_percent)
+      result += " (" + percent_words(*each.delta_percent) + ")";
+  }
+  result += and_more(named, values.size());
+  result += "; median of " + std::to_string(what.peers) + " " +
+            class_word(what) + "peers " + reference_of(what);
+  if (what.by_effect_only) result += ", which most of them have exactly";
+  return result;
+}
+
+std::string wording::change_words(const hit& what,
+                                  const std::vector<node_value>& values) const {
+  std::map<std::string, std::size_t> counted;
+  for (const node_value& each : values)
+    ++counted[each.before + " -> " + each.value];
+  const auto most = std::max_element(
+      counted.begin(), counted.end(),
+      [](const auto& a, const auto& b) { return a.second < b.second; });
+  std::string result = (most == counted.end() ? "" : most->first) +
+                       (counted.size() > 1 ? " and other changes" : "");
+  if (what.what == shape::everywhere)
+    result = "changed on " + std::to_string(values.size()) + " of " +
+             std::to_string(what.peers) + " nodes: " + result;
+  return result;
+}
+
+std::string wording::answer_words(const hit_group& group) const {
+  const hit& what = *group.parts.front()->of;
+  std::string result = what.note;
+  if (what.provider == no_provider)
+    return result.empty() ? "no answer" : result;
+  std::string providers;
+  std::size_t named = 0;
+  for (const hit_part* part : group.parts) {
+    if (named == most_facts_named) break;
+    const provider_info& info = run.data().providers[part->of->provider];
+    providers += (named++ == 0 ? "" : ", ") + info.name;
+    if (!info.option.empty()) providers += " (" + info.option + ")";
+  }
+  providers += and_more(named, group.parts.size());
+  return result.empty() ? providers : providers + ": " + result;
+}
+
+std::string wording::fact_words(const hit_group& group) const {
+  const hit& what = *group.parts.front()->of;
+  if (what.column == nullptr || is_of_one_fact(*what.check)) return "";
+  return what.column->fact->name + ": ";
+}
+
+std::string wording::evidence(const hit_group& group,
+                              const std::vector<node_value>& values) const {
+  const hit& what = *group.parts.front()->of;
+  const std::string nodes = std::to_string(group.nodes.size());
+  switch (what.what) {
+    case shape::odd:
+      return odd_words(what, distinct_values(values));
+    case shape::tie:
+      return "no " + class_word(what) + "majority: " + what.note;
+    case shape::outlier:
+      return outlier_words(what, values);
+    case shape::halves:
+      return "two groups of " + class_word(what) + "nodes: " + what.note;
+    case shape::against:
+      return what.column == nullptr
+                 ? what.note
+                 : distinct_values(values) + "; " + what.note;
+    case shape::same:
+      return value_words(run, *what.column->fact, what.reference) + " on " +
+             nodes + " nodes";
+    case shape::changed:
+      return change_words(what, values);
+    case shape::everywhere:
+      if (what.check->what.kind != rule::growth)
+        return change_words(what, values);
+      return "grew on " + nodes + " of " + std::to_string(what.peers) + " " +
+             class_word(what) + "nodes, by " + what.note + " (median)";
+    case shape::grew:
+      return "grew from " + values.front().before + " to " +
+             values.front().value + "; " + std::to_string(what.peers) + " " +
+             class_word(what) + "peers by " + what.note + " (median)";
+    case shape::answer:
+      return answer_words(group);
+  }
+  return "";
+}
+
+std::string wording::message_of(const hit_group& group,
+                                const std::vector<node_value>& values) const {
+  const hit& what = *group.parts.front()->of;
+  if (what.what == shape::answer) return evidence(group, values);
+  std::string result = fact_words(group) + evidence(group, values);
+  if (group.is_mixed)
+    return std::to_string(group.parts.size()) + " differences on " +
+           std::to_string(group.nodes.size()) + " nodes; the first: " + result;
+  if (group.parts.size() == 1) return result;
+  std::string others;
+  std::size_t named = 0;
+  for (std::size_t i = 1; i < group.parts.size(); ++i) {
+    if (named == most_facts_named) break;
+    if (const column_view* column = group.parts[i]->of->column)
+      others += (named++ == 0 ? "" : ", ") + column->fact->name;
+  }
+  if (named == 0) return result;
+  return result + " (also " + others + and_more(named, group.parts.size() - 1) +
+         ")";
+}
+
+}  // namespace zelk::check

@@ -1,0 +1,108 @@
+#include "src/check/judgement.h"
+
+#include "src/common/names/names.h"
+
+namespace zelk::check {
+
+const char* name_of(answer what) {
+  switch (what) {
+    case answer::ok:
+      return "ok";
+    case answer::not_applicable:
+      return "not-applicable";
+    case answer::tool_missing:
+      return "tool-missing";
+    case answer::no_permission:
+      return "no-permission";
+    case answer::incomplete:
+      return "incomplete";
+    case answer::failed:
+      return "failed";
+    case answer::timed_out:
+      return "timeout";
+    case answer::missing:
+      return "no-answer";
+    case answer::not_expected:
+      return "not-expected";
+  }
+  return "";
+}
+
+const char* name_of(cell_state state) {
+  switch (state) {
+    case cell_state::ok:
+      return "ok";
+    case cell_state::info:
+      return "info";
+    case cell_state::warn:
+      return "warn";
+    case cell_state::crit:
+      return "crit";
+    case cell_state::error:
+      return "error";
+    case cell_state::timeout:
+      return "timeout";
+    case cell_state::no_data:
+      return "no-data";
+    case cell_state::not_applicable:
+      return "n/a";
+    case cell_state::stale:
+      return "stale";
+    case cell_state::accepted:
+      return "accepted";
+  }
+  return "";
+}
+
+const char* name_of(verdict what) {
+  switch (what) {
+    case verdict::healthy:
+      return "healthy";
+    case verdict::suspect:
+      return "suspect";
+    case verdict::unhealthy:
+      return "unhealthy";
+    case verdict::unknown:
+      return "unknown";
+  }
+  return "";
+}
+
+const char* name_of(severity level) {
+  switch (level) {
+    case severity::informational:
+      return "informational";
+    case severity::warning:
+      return "warning";
+    case severity::critical:
+      return "critical";
+  }
+  return "";
+}
+
+const char* name_of(finding_state state) {
+  switch (state) {
+    case finding_state::fresh:
+      return "new";
+    case finding_state::unchanged:
+      return "unchanged";
+    case finding_state::changed:
+      return "changed";
+    case finding_state::fixed:
+      return "fixed";
+  }
+  return "";
+}
+
+severity severity_of(int score) {
+  for (const auto& [name, band] : postprocessor::severity_bands) {
+    if (score < band.lowest || score > band.highest) continue;
+    if (band.severity == postprocessor::Severity::CRITICAL)
+      return severity::critical;
+    if (band.severity == postprocessor::Severity::WARNING)
+      return severity::warning;
+  }
+  return severity::informational;
+}
+
+}  // namespace zelk::check

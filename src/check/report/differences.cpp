@@ -1,0 +1,261 @@
+// --diff: the nodes of a class that say the same stand together, and each
+// smaller group is shown as a difference from the largest, in the look that
+// administrators know from tools that run commands on many nodes.
+//
+// Lines that are alike are left out: a group is told apart by what differs.
+
+#include <fmt/format.h>
+#include <fnmatch.h>
+
+#include <algorithm>
+#include <map>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+#include "src/check/report/display.h"
+#include "src/check/report/line_difference.h"
+#include "src/check/report/phrases.h"
+#include "src/check/report/writer.h"
+
+namespace zelk::check {
+
+namespace {
+
+// Of one fact of one group; a text of a million lines is no difference that
+// anybody reads.
+constexpr std::size_t most_lines = 200;
+constexpr std::size_t most_line = 500;  // characters
+
+using columns = std::vector<const fact_column*>;
+
+bool is_compared_as_text(const fact_column& fact) {
+  return fact.traits.compare == facts::comparison::equal;
+}
+
+// What is named: a provider's facts (of those that should be equal, where it
+// has some: numbers differ on all nodes), or facts by name.
+columns chosen_columns(const run_data& run, const std::string& pattern) {
+  columns of_provider, equal, by_name;
+  for (const fact_column& fact : run.facts) {
+    if (fact.provider == pattern) of_provider.push_back(&fact);
+    if (fact.provider == pattern && is_compared_as_text(fact))
+      equal.push_back(&fact);
+    if (fact.name == pattern ||
+        ::fnmatch(pattern.c_str(), fact.name.c_str(), 0) == 0)
+      by_name.push_back(&fact);
+  }
+  if (!equal.empty()) return equal;
+  return of_provider.empty() ? by_name : of_provider;
+}
+
+// What one node says; into run_data::values.
+using statement = std::vector<std::uint32_t>;
+
+struct group {
+  statement says;
+  std::vector<std::string> nodes;
+};
+
+statement statement_of(const columns& facts, std::size_t node) {
+  statement says;
+  for (const fact_column* fact : facts)
+    says.push_back(node < fact->values.size() ? fact->values[node] : no_value);
+  return says;
+}
+
+bool says_nothing(const statement& says) {
+  return std::all_of(says.begin(), says.end(),
+                     [](std::uint32_t value) { return value == no_value; });
+}
+
+answer answer_of(const run_data& run, const fact_column& fact,
+                 std::size_t node) {
+  for (const provider_info& provider : run.providers)
+    if (provider.name == fact.provider && provider.option == fact.option &&
+        node < provider.answers.size())
+      return provider.answers[node].what;
+  return answer::not_expected;
+}
+
+class difference_writer {
+ public:
+  difference_writer(const run_data& run, columns facts,
+                    const report_options& options, std::ostream& out);
+
+  void add_class(const class_view& of);
+
+  // Requires: all classes were added.
+  void end();
+
+ private:
+  void add_node_without_class(std::size_t number);
+
+  // The largest first; of two of one size that of the first node.
+  std::vector<group> groups_of(const std::vector<std::string>& nodes);
+  void write_pair(const std::string& class_name, const group& most,
+                  const group& others);
+  void add_difference(const fact_column& fact, std::uint32_t before,
+                      std::uint32_t after, std::vector<std::string>& removed,
+                      std::vector<std::string>& added) const;
+  std::string_view text_of(std::uint32_t value) const;
+  static std::string line_of(const fact_column& fact, std::string_view value);
+  static void add_lines(const fact_column& fact,
+                        const std::vector<std::string_view>& lines,
+                        std::vector<std::string>& to);
+
+  const run_data& run_;
+  columns facts_;
+  look how_;
+  std::ostream& out_;
+  std::unordered_map<std::string, std::size_t> numbers_;
+  std::unordered_set<std::string> in_a_class_;
+  std::map<answer, std::vector<std::string>> silent_;
+  std::size_t compared_ = 0, pairs_ = 0;
+};
+
+void difference_writer::add_class(const class_view& of) {
+  const std::vector<group> groups = groups_of(of.nodes);
+  for (std::size_t i = 1; i < groups.size(); ++i)
+    write_pair(of.name, groups[0], groups[i]);
+}
+
+void difference_writer::end() {
+  for (std::size_t i = 0; i < run_.nodes.size(); ++i)
+    if (!in_a_class_.contains(run_.nodes[i])) add_node_without_class(i);
+  if (pairs_ == 0)
+    out_ << fmt::format("# no differences: {} fact{} on {} node{}\n",
+                        facts_.size(), facts_.size() == 1 ? "" : "s", compared_,
+                        compared_ == 1 ? "" : "s");
+  for (const auto& [what, nodes] : silent_)
+    if (what != answer::not_expected)
+      out_ << fmt::format("# not compared: {}: {}\n", folded_and_counted(nodes),
+                          what == answer::ok ? "of no class" : words_for(what));
+}
+
+void difference_writer::add_node_without_class(std::size_t number) {
+  silent_[answer_of(run_, *facts_.front(), number)].push_back(
+      run_.nodes[number]);
+}
+
+std::vector<group> difference_writer::groups_of(
+    const std::vector<std::string>& nodes) {
+  std::map<statement, std::vector<std::string>> by_statement;
+  for (const std::string& name : nodes) {
+    const auto number = numbers_.find(name);
+    if (number == numbers_.end()) continue;
+    in_a_class_.insert(name);
+    const answer what = answer_of(run_, *facts_.front(), number->second);
+    const bool answered = what == answer::ok || what == answer::incomplete;
+    statement says = statement_of(facts_, number->second);
+    if (says_nothing(says) && !answered) {
+      silent_[what].push_back(name);
+      continue;
+    }
+    by_statement[std::move(says)].push_back(name);
+    ++compared_;
+  }
+  std::vector<group> groups;
+  groups.reserve(by_statement.size());
+  for (auto& [says, names] : by_statement)
+    groups.push_back({says, std::move(names)});
+  const auto place = [this](const group& each) {
+    return numbers_.at(each.nodes.front());
+  };
+  std::sort(groups.begin(), groups.end(),
+            [&place](const group& a, const group& b) {
+              if (a.nodes.size() != b.nodes.size())
+                return a.nodes.size() > b.nodes.size();
+              return place(a) < place(b);
+            });
+  return groups;
+}
+
+void difference_writer::write_pair(const std::string& class_name,
+                                   const group& most, const group& others) {
+  ++pairs_;
+  std::vector<std::string> removed, added;
+  for (std::size_t i = 0; i < facts_.size(); ++i)
+    if (most.says[i] != others.says[i])
+      add_difference(*facts_[i], most.says[i], others.says[i], removed, added);
+  out_ << "--- " << folded_and_counted(most.nodes) << '\n'
+       << "+++ " << folded_and_counted(others.nodes) << '\n'
+       << how_.painted(ink::note, fmt::format("@@ class {} @@",
+                                              excerpt_of(class_name, 60)))
+       << '\n';
+  for (const std::string& line : removed)
+    out_ << how_.painted(ink::bad, "-" + line) << '\n';
+  for (const std::string& line : added)
+    out_ << how_.painted(ink::good, "+" + line) << '\n';
+}
+
+void difference_writer::add_difference(const fact_column& fact,
+                                       std::uint32_t before,
+                                       std::uint32_t after,
+                                       std::vector<std::string>& removed,
+                                       std::vector<std::string>& added) const {
+  const std::string_view old_text = text_of(before);
+  const std::string_view new_text = text_of(after);
+  const line_difference found = difference_of(old_text, new_text);
+  // A value that is empty is another thing than none.
+  if (old_text.empty() && before != no_value)
+    removed.push_back(line_of(fact, ""));
+  if (new_text.empty() && after != no_value) added.push_back(line_of(fact, ""));
+  add_lines(fact, found.removed, removed);
+  add_lines(fact, found.added, added);
+}
+
+std::string_view difference_writer::text_of(std::uint32_t value) const {
+  return value < run_.values.size() ? run_.values[value].text
+                                    : std::string_view();
+}
+
+std::string difference_writer::line_of(const fact_column& fact,
+                                       std::string_view value) {
+  std::string line = excerpt_of(fact.name, most_line);
+  if (!fact.option.empty())
+    line += " (" + excerpt_of(fact.option, most_line) + ")";
+  line += "=" + excerpt_of(value, most_line);
+  if (!fact.traits.unit.empty() && !value.empty())
+    line += " " + excerpt_of(fact.traits.unit, 12);
+  return line;
+}
+
+void difference_writer::add_lines(const fact_column& fact,
+                                  const std::vector<std::string_view>& lines,
+                                  std::vector<std::string>& to) {
+  const std::size_t shown = std::min(lines.size(), most_lines);
+  for (std::size_t i = 0; i < shown; ++i)
+    to.push_back(line_of(fact, lines[i]));
+  if (shown < lines.size())
+    to.push_back(fmt::format("{}: {} lines more",
+                             excerpt_of(fact.name, most_line),
+                             lines.size() - shown));
+}
+
+difference_writer::difference_writer(const run_data& run, columns facts,
+                                     const report_options& options,
+                                     std::ostream& out)
+    : run_(run),
+      facts_(std::move(facts)),
+      how_({options.colour, options.utf8}),
+      out_(out) {
+  for (std::size_t i = 0; i < run.nodes.size(); ++i)
+    numbers_.emplace(run.nodes[i], i);
+}
+
+}  // namespace
+
+bool write_differences(const run_data& run, const judgement& judged,
+                       std::string_view pattern, const report_options& options,
+                       std::ostream& out) {
+  columns facts = chosen_columns(run, std::string(pattern));
+  if (facts.empty()) return false;
+  difference_writer writer(run, std::move(facts), options, out);
+  for (const class_view& each : judged.classes)
+    writer.add_class(each);
+  writer.end();
+  return true;
+}
+
+}  // namespace zelk::check

@@ -1,0 +1,95 @@
+#include <gtest/gtest.h>
+
+#include "src/check/report/test_report.h"
+#include "src/check/report/writer.h"
+#include "src/check/test_judgement.h"
+
+namespace zelk::check {
+namespace {
+
+std::string differences_of(const run_data& run, const std::string& pattern,
+                           const judgement& judged = example_judgement()) {
+  std::ostringstream out;
+  const bool known = write_differences(run, judged, pattern, {}, out);
+  return known ? out.str() : "unknown";
+}
+
+constexpr char bios_text[] =
+    R"(--- node[097-100,105-111,113-128] (27)
++++ node[101-104] (4)
+@@ class B @@
+-bios.release=2025-04-02
+-bios.version=2.5
++bios.release=2024-06-11
++bios.version=2.3
+# not compared: node[037,112] (2): no answer
+)";
+
+TEST(write_differences, shows_each_group_against_the_largest) {
+  EXPECT_EQ(differences_of(example_run(), "bios"), bios_text);
+  EXPECT_EQ(differences_of(example_run(), "bios.*"), bios_text);
+}
+
+TEST(write_differences, takes_one_fact_with_its_unit) {
+  EXPECT_EQ(differences_of(example_run(), "mem.total"),
+            "--- node[001-036,038-070,072-096] (94)\n"
+            "+++ node071 (1)\n"
+            "@@ class A @@\n"
+            "-mem.total=256 GiB\n"
+            "+mem.total=224 GiB\n"
+            "# not compared: node[037,112] (2): no answer\n");
+}
+
+TEST(write_differences, shows_only_the_elements_of_a_list_that_differ) {
+  EXPECT_EQ(differences_of(example_run(), "gpu"),
+            "--- gpu[01-02,04-08] (7)\n"
+            "+++ gpu03 (1)\n"
+            "@@ class G @@\n"
+            "-gpu.modules=nvidia_drm\n");
+}
+
+TEST(write_differences, knows_no_such_thing) {
+  EXPECT_EQ(differences_of(example_run(), "bioz"), "unknown");
+}
+
+TEST(write_differences, says_when_all_are_alike) {
+  run_data run = example_run();
+  run.facts.resize(1);
+  run.facts[0].values.assign(run.nodes.size(), 0);
+  EXPECT_TRUE(differences_of(run, "bios")
+                  .starts_with("# no differences: 1 fact on 136 nodes\n"));
+}
+
+TEST(write_differences, tells_a_fact_that_is_not_there_from_an_empty_one) {
+  run_data run = example_run();
+  run.facts.resize(1);
+  run.values.push_back({"", {}});
+  run.values.push_back({"x", {}});
+  const auto empty = static_cast<std::uint32_t>(run.values.size() - 2);
+  run.facts[0].values.assign(run.nodes.size(), empty + 1);
+  run.facts[0].values[0] = empty;     // gpu01
+  run.facts[0].values[1] = no_value;  // gpu02
+  EXPECT_EQ(differences_of(run, "bios"),
+            "--- gpu[03-08] (6)\n+++ gpu01 (1)\n@@ class G @@\n"
+            "-bios.release=x\n+bios.release=\n"
+            "--- gpu[03-08] (6)\n+++ gpu02 (1)\n@@ class G @@\n"
+            "-bios.release=x\n");
+}
+
+TEST(write_differences, mentions_nodes_that_have_no_class) {
+  judgement judged = example_judgement();
+  judged.classes.resize(2);
+  EXPECT_TRUE(holds(differences_of(example_run(), "bios", judged),
+                    "# not compared: gpu[01-08] (8): of no class\n"));
+}
+
+// A million lines against one are told, not shown.
+TEST(write_differences, shows_so_many_lines_of_a_fact) {
+  const std::string text =
+      differences_of(hostile_run(), "p", hostile_judgement());
+  EXPECT_LT(text.size(), 200'000);
+  EXPECT_TRUE(holds(text, " lines more\n"));
+}
+
+}  // namespace
+}  // namespace zelk::check

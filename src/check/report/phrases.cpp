@@ -1,0 +1,189 @@
+#include "src/check/report/phrases.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "src/common/node/tokenized_host.h"
+#include "src/common/text/time_text.h"
+#include "src/common/text/visible_text.h"
+
+namespace zelk::check {
+
+namespace {
+
+bool is_one_of(char c, std::string_view others) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+         (c >= '0' && c <= '9') || others.find(c) != std::string_view::npos;
+}
+
+bool is_continuation(char c) {
+  return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
+}
+
+bool has_changed(const node_value& value) {
+  return !value.before.empty() && value.before != value.value;
+}
+
+// Letters of other scripts stay: they mean nothing to anyone but people.
+std::string tamed(std::string name) {
+  for (char& c : name)
+    if (static_cast<unsigned char>(c) < 0x80 && !is_one_of(c, "._-:+=%/"))
+      c = '%';
+  if (name.starts_with('-')) name.front() = '%';
+  return name;
+}
+
+std::string value_words(const std::string& value) {
+  constexpr std::size_t most = 40;
+  return value.empty() ? "nothing" : excerpt_of(value, most);
+}
+
+std::string without_trailing_zeros(std::string digits) {
+  if (digits.find('.') == std::string::npos) return digits;
+  digits.erase(digits.find_last_not_of('0') + 1);
+  if (digits.back() == '.') digits.pop_back();
+  return digits == "-0" ? "0" : digits;
+}
+
+}  // namespace
+
+std::string node_set_text(const std::vector<std::string>& nodes) {
+  if (std::all_of(nodes.begin(), nodes.end(), is_safe_name))
+    return TokenizedHost::get_merged_hosts(nodes);
+  std::vector<std::string> tame;
+  tame.reserve(nodes.size());
+  for (const std::string& name : nodes)
+    tame.push_back(tamed(name));
+  return text::visible_text(TokenizedHost::get_merged_hosts(tame));
+}
+
+std::string folded_and_counted(const std::vector<std::string>& nodes) {
+  return fmt::format("{} ({})", node_set_text(nodes), nodes.size());
+}
+
+std::string excerpt_of(std::string_view text, std::size_t most) {
+  // A character has at most four bytes: what lies behind is not looked at.
+  std::string_view head = text.substr(0, std::min(text.size(), 4 * most + 4));
+  while (head.size() < text.size() && is_continuation(text[head.size()]))
+    head.remove_suffix(1);
+  std::string visible = text::visible_text(head);
+  std::size_t characters = 0;
+  for (std::size_t i = 0; i < visible.size(); ++i) {
+    if (is_continuation(visible[i]) || ++characters <= most) continue;
+    return visible.substr(0, i) + "...";
+  }
+  if (head.size() < text.size()) visible += "...";
+  return visible;
+}
+
+std::string shortest_number(double value) {
+  return fmt::format("{}", value);
+}
+
+std::optional<std::string> plain_number(double value) {
+  constexpr double most = 1e30;
+  if (!std::isfinite(value) || std::abs(value) > most) return {};
+  if (std::abs(value) >= 1e15) return fmt::format("{:.0f}", value);
+  const std::string shortest = shortest_number(value);
+  if (shortest.find('e') == std::string::npos)
+    return without_trailing_zeros(shortest);
+  return without_trailing_zeros(fmt::format("{:.9f}", value));
+}
+
+std::string age_words(std::int64_t usec) {
+  struct step {
+    std::int64_t seconds;
+    const char* word;
+  };
+  constexpr std::array<step, 4> steps = {
+      {{86400, "days"}, {3600, "h"}, {60, "min"}, {1, "s"}}};
+  const std::int64_t seconds = usec / text::usec_per_sec;
+  for (const step& each : steps) {
+    // "36 h" tells more than "1 days".
+    const std::int64_t least = each.seconds == 86400 ? 2 : 1;
+    if (seconds >= least * each.seconds)
+      return fmt::format("{} {}", seconds / each.seconds, each.word);
+  }
+  return "0 s";
+}
+
+std::optional<std::string> machine_time(std::int64_t usec) {
+  constexpr std::int64_t first = -62'135'596'800;  // year 1, in seconds
+  constexpr std::int64_t last = 253'402'300'799;   // year 9999
+  const std::int64_t seconds = usec / text::usec_per_sec;
+  if (seconds <= first || seconds > last) return {};
+  return text::utc_time(usec);
+}
+
+std::string shell_word(std::string_view text) {
+  const auto harmless = [](char c) { return is_one_of(c, "_./:=@%+,-"); };
+  if (!text.empty() && std::all_of(text.begin(), text.end(), harmless))
+    return std::string(text);
+  std::string quoted = "'";
+  for (const char c : text)
+    quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
+bool is_safe_name(std::string_view name) {
+  return !name.empty() && name.front() != '-' && name.front() != '.' &&
+         name.size() <= 255 &&
+         std::all_of(name.begin(), name.end(),
+                     [](char c) { return is_one_of(c, "._-"); });
+}
+
+bool is_change(const finding& found) {
+  return found.level == severity::informational && !found.values.empty() &&
+         std::all_of(found.values.begin(), found.values.end(), has_changed);
+}
+
+bool is_gap(const finding& found) {
+  constexpr std::array<std::string_view, 5> checks = {
+      "no-answer", "timeout", "failed", "incomplete", "stale"};
+  return std::find(checks.begin(), checks.end(), found.check) != checks.end();
+}
+
+std::optional<std::string> common_change(const finding& found) {
+  if (!is_change(found)) return {};
+  const node_value& first = found.values.front();
+  for (const node_value& value : found.values)
+    if (value.value != first.value || value.before != first.before) return {};
+  return fmt::format("{} -> {}", value_words(first.before),
+                     value_words(first.value));
+}
+
+const char* words_for(answer what) {
+  switch (what) {
+    case answer::ok:
+      return "ok";
+    case answer::not_applicable:
+      return "not applicable";
+    case answer::tool_missing:
+      return "tool missing";
+    case answer::no_permission:
+      return "no permission";
+    case answer::incomplete:
+      return "incomplete";
+    case answer::failed:
+      return "failed";
+    case answer::timed_out:
+      return "timed out";
+    case answer::missing:
+      return "no answer";
+    case answer::not_expected:
+      return "not required";
+  }
+  return "";
+}
+
+std::string value_with_unit(std::string_view value, std::string_view unit) {
+  constexpr std::size_t most = 60;
+  std::string result = excerpt_of(value, most);
+  if (!unit.empty() && !result.empty()) result += " " + excerpt_of(unit, 12);
+  return result;
+}
+
+}  // namespace zelk::check

@@ -1,0 +1,68 @@
+// Judges a run: which nodes are unhealthy, which are suspect, why, since when,
+// and what to do.
+//
+// What it does is in command/; here it is only chosen, and how it ends is told.
+
+#include <exception>
+#include <iostream>
+#include <optional>
+
+#include "src/check/command/command_line.h"
+#include "src/check/command/judge_run.h"
+#include "src/check/command/local_check.h"
+#include "src/check/command/questions.h"
+#include "src/check/command/read_settings.h"
+#include "src/check/command/settings.h"
+#include "src/check/command/watchdog.h"
+#include "src/check/command/write_outputs.h"
+
+namespace zelk::check {
+namespace {
+
+int report(const check_settings& settings) {
+  check_outputs(settings);
+  const judged_run judged = judge_run(settings, read_checks(settings));
+  write_outputs(settings, judged);
+  const int status = exit_status(judged.what, settings.report.threshold);
+  return settings.exit_zero && status != status_cannot_tell ? status_fine
+                                                            : status;
+}
+
+int perform(const check_settings& settings) {
+  if (settings.what == action::local) return check_locally(settings);
+  const watchdog limit(settings.timeout, "no answer", settings.is_plugin());
+  switch (settings.what) {
+    case action::list:
+      return list_checks(settings);
+    case action::explain:
+      return explain_checks(settings);
+    case action::show_nodes:
+      return show_nodes(settings);
+    case action::differences:
+      return show_differences(settings);
+    default:
+      return report(settings);
+  }
+}
+
+// What standard output did not take was not said.
+int checked_output(int status) {
+  if (std::cout.flush()) return status;
+  std::cerr << program_name << ": standard output could not be written\n";
+  return status_cannot_tell;
+}
+
+}  // namespace
+}  // namespace zelk::check
+
+int main(int argc, char* argv[]) {
+  using namespace zelk::check;
+  std::ios::sync_with_stdio(false);
+  check_settings settings;
+  try {
+    if (const auto status = read_settings(argc, argv, settings)) return *status;
+    return checked_output(perform(settings));
+  } catch (const std::exception& error) {
+    return complain(settings, error.what());
+  }
+}
