@@ -6,12 +6,6 @@ describe_facts box "<fact name='box.colour' from='colour'/>"
 answer n1 box 'colour: red'
 take_in
 
-refused() { # WORDS ARGUMENT...
-  check "${@:2}"
-  expect_status 3
-  expect_stdout
-  complained "$1"
-}
 refused "did you mean '--baseline'?" --baselin 1
 refused '--run: expected one value' --run
 refused "There is no run '7'" --run 7
@@ -21,6 +15,9 @@ refused 'No run is marked as the baseline' --run baseline
 refused '-w: ' -w 'n[3-1]'
 refused 'is no group' -w @nosuch
 refused '--limit: ' --limit x
+refused "no fact 'box.color'; did you mean 'box.colour'" --limit box.color=1:2
+refused "'zz*' is no check" 'zz*'
+refused '--redact is for the page' --redact hosts -o report.json
 refused 'is no check' --explain nosuch
 refused 'no provider and no fact' --diff nosuch
 refused 'neither expected nor has n9' --show node n9

@@ -40,3 +40,11 @@ complained() { grep -qF -- "$1" "$scratch/stderr" || fail "no '$1' on stderr"; }
 no_controls() {
   ! sed 's/\r$//' "$@" | LC_ALL=C grep -qP '[\x00-\x08\x0b-\x1f\x7f]' || fail "controls in $*"
 }
+
+# It begins nothing, and says why.
+refused() { # WORDS ARGUMENT...
+  check "${@:2}"
+  expect_status 3
+  expect_stdout
+  complained "$1"
+}

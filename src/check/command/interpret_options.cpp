@@ -210,6 +210,18 @@ void interpreter::interpret_redaction() {
        : word == "users" ? redact.users
                          : redact.serials) = true;
     }
+  // A report to be given away would be as it is, under the impression that
+  // it is not.
+  const auto is_page = [](const output_place& each) {
+    return each.form && each.form->what != document::report;
+  };
+  const auto is_readable_file = [&](const output_place& each) {
+    return each.path != "-" && !is_page(each);
+  };
+  if (!typed_.redacted.empty() &&
+      (std::none_of(to_.outputs.begin(), to_.outputs.end(), is_page) ||
+       std::any_of(to_.outputs.begin(), to_.outputs.end(), is_readable_file)))
+    throw usage_mistake("--redact is for the page: -o FILE.html");
 }
 
 void interpreter::interpret_page() {

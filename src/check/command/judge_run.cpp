@@ -1,5 +1,6 @@
 #include "src/check/command/judge_run.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <string_view>
@@ -50,14 +51,38 @@ std::vector<acceptance> acceptances_at(database& base, std::int64_t now_usec) {
 
 void check_names(const char* option, const std::vector<std::string>& words,
                  const check_set& checks) {
+  std::vector<std::string> known;
+  for (const check_definition* each : checks.all())
+    known.push_back(each->id);
+  const auto stands_for_any = [&](const std::string& pattern) {
+    return std::any_of(known.begin(), known.end(),
+                       [&](const auto& id) { return matches(pattern, id); });
+  };
   for (const std::string& word : words) {
-    if (is_pattern(word) || checks.find(word) || checks.generic(word)) continue;
-    std::vector<std::string> known;
-    for (const check_definition* each : checks.all())
-      known.push_back(each->id);
+    // A generic check, "PROVIDER-differs", is known by its ending only.
+    if (is_pattern(word) ? stands_for_any(word) || checks.generic(word)
+                         : checks.find(word) || checks.generic(word))
+      continue;
     throw refusal(std::string(option) + "'" + word + "' is no check" +
                   str::did_you_mean(word, known) +
                   "; 'zelk-check --list' lists them");
+  }
+}
+
+// A limit that is about nothing would be kept by every node.
+void check_limits(const std::vector<metric_limit>& limits,
+                  const run_data& run) {
+  for (const metric_limit& limit : limits) {
+    std::vector<std::string> known;
+    known.reserve(run.facts.size());
+    for (const fact_column& each : run.facts)
+      known.push_back(each.name);
+    const bool held = std::any_of(
+        known.begin(), known.end(),
+        [&](const auto& name) { return matches(limit.metric, name); });
+    if (!held)
+      throw refusal("--limit: the run has no fact '" + limit.metric + "'" +
+                    str::did_you_mean(limit.metric, known));
   }
 }
 
@@ -151,6 +176,7 @@ void run_judge::judge_into(judged_run& result) {
       choose_baseline(base_, now, settings_.baseline);
   result.run = load_noted(now.number);
   const judge_options options = options_for(settings_, result.run.run);
+  check_limits(options.limits, result.run);
   const std::vector<acceptance> accepted =
       acceptances_at(base_, present_usec());
   std::optional<run_data> baseline;

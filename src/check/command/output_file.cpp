@@ -39,8 +39,11 @@ extern "C" void end_by_signal(int signal) {
   ::raise(signal);
 }
 
-// There is no other way to ask for it.
-mode_t mode_of_new_files() {
+// A file that is replaced keeps its mode. There is no other way to ask for that
+// of new ones.
+mode_t mode_of(const std::string& path) {
+  struct stat known = {};
+  if (::stat(path.c_str(), &known) == 0) return known.st_mode & 07777;
   const mode_t mask = ::umask(0);
   ::umask(mask);
   return static_cast<mode_t>(0666) & ~mask;
@@ -113,7 +116,7 @@ void output_file::make() {
   }
   ::sigprocmask(SIG_SETMASK, &mask, nullptr);
   if (!made) refuse(code);
-  if (::fchmod(made.get(), mode_of_new_files()) == -1) refuse(errno);
+  if (::fchmod(made.get(), mode_of(target_)) == -1) refuse(errno);
   errno = 0;
   stream_.open(temporary_, std::ios::binary);
   if (!stream_) refuse(errno);

@@ -20,6 +20,7 @@
 #include "src/common/preproc/preproc.h"
 #include "src/common/str/nearest_word.h"
 #include "src/common/text/size_text.h"
+#include "src/common/text/time_text.h"
 #include "src/common/text/visible_text.h"
 
 namespace zelk::check {
@@ -84,6 +85,14 @@ std::string same_run(const check_settings& settings) {
   };
   if (settings.run != "latest") add("--run", settings.run);
   if (!settings.datastore.empty()) add("--db", settings.datastore);
+  if (!settings.baseline.empty()) add("--baseline", settings.baseline);
+  if (settings.max_age_usec)
+    add("--max-age",
+        std::to_string(*settings.max_age_usec / text::usec_per_sec) + "s");
+  for (const std::string& nodes : settings.nodes)
+    add("-w", nodes);
+  for (const std::string& nodes : settings.excluded)
+    add("-x", nodes);
   return words;
 }
 

@@ -63,6 +63,8 @@ void find_in_provider(const run_view& run, std::uint32_t provider,
     if (run.is_silent(node) || node >= info.answers.size()) continue;
     const provider_answer& given = info.answers[node];
     const bool is_stale = run.is_stale(provider, node);
+    if (given.what == answer::missing && run.data().run.ended_usec == 0)
+      continue;
     const char* id = is_stale ? built_in::stale : check_of(given.what);
     const check_definition* check = id != nullptr ? plan.built_in(id) : nullptr;
     if (check == nullptr) continue;
@@ -76,7 +78,8 @@ void find_in_provider(const run_view& run, std::uint32_t provider,
 void find_silent(const run_view& run, const check_plan& plan,
                  const judge_options& options, std::vector<hit>& hits) {
   const check_definition* check = plan.built_in(built_in::no_answer);
-  if (check == nullptr) return;
+  // While a run goes on, a node that has said nothing may still do so.
+  if (check == nullptr || run.data().run.ended_usec == 0) return;
   by_answer found;
   for (std::uint32_t node = 0; node < run.nodes(); ++node)
     if (run.is_silent(node))

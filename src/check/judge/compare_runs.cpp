@@ -106,8 +106,9 @@ class growth_finder {
     hit found = of_.made(check_, what, in.in_class);
     if (what == shape::everywhere)
       found.score = std::min(found.score, most_of_everywhere);
-    found.peers =
-        held_against.all.size() - (what == shape::grew ? nodes.size() : 0);
+    if (peers_ != nullptr || what == shape::everywhere)
+      found.peers =
+          held_against.all.size() - (what == shape::grew ? nodes.size() : 0);
     found.of = held_against.of;
     found.by_effect_only = found.of.mad <= 0;
     found.note = number_words(found.of.median);
@@ -138,6 +139,8 @@ void find_grown(const comparison& of, const check_definition& check,
                            : all.back().all.size() >= least ? &all.back()
                                                             : nullptr;
     if (of.options.by == peers_by::none) peers = nullptr;
+    // Growth is fine unless somebody says how much is too much.
+    if (peers == nullptr && check.what.growth <= 0) continue;
     growth_finder(of, check, peers).find(each, hits);
   }
 }

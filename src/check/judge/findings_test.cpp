@@ -146,6 +146,20 @@ TEST(findings, of_counters_are_about_growth_that_peers_have_not) {
             std::string::npos);
 }
 
+TEST(findings, of_counters_need_peers_or_a_limit) {
+  run_builder before(2), now(2);
+  before.counter("ib", "ib.errors").all(0.0);
+  now.counter("ib", "ib.errors").all(0.0).on(1, 40.0);
+  const run_data earlier = before.data();
+  EXPECT_TRUE(judged_by(now.data(), {}, &earlier).findings.empty());
+  check_definition limited = check_of("ib-bad", "ib.errors", rule::growth, 40);
+  limited.what.growth = 30;
+  const judgement said = judged_by(now.data(), {limited}, &earlier);
+  ASSERT_EQ(ids_of(said), std::vector<std::string>{"ib-bad"});
+  EXPECT_EQ(said.findings[0].message,
+            "grew from 0 to 40; more than 30 is too much");
+}
+
 TEST(findings, of_counters_in_a_small_class_are_held_against_all_nodes) {
   run_builder before(20, then_usec);
   before.counter("ib", "ib.errors").all(0.0);

@@ -98,6 +98,12 @@ TEST(judge, tells_what_a_list_lacks_and_what_it_has_more) {
   run.list("modules", "modules").all("a\nb\nc\nd").on(2, "a\nc\nd\ne");
   const judgement said = judged(run.data());
   EXPECT_EQ(said.findings.at(0).values[0].value, "without b; with e");
+  EXPECT_EQ(said.findings[0].message,
+            "modules: without b; with e; 9 of 9 peers are alike");
+  run_builder single(10);
+  single.list("sysctl", "sysctl.a").all("10").on(2, "60");
+  EXPECT_EQ(judged(single.data()).findings.at(0).message,
+            "sysctl.a: 60; 9 of 9 peers have 10");
 }
 
 TEST(judge, finds_a_node_that_is_five_per_cent_slower) {
@@ -250,6 +256,21 @@ TEST(judge, takes_old_results_for_stale_and_judges_nothing_of_them) {
   EXPECT_EQ(ids_of(said), std::vector<std::string>{"stale"});
   EXPECT_EQ(said.nodes[2].cells[1], cell_state::stale);
   EXPECT_TRUE(said.coverage[0].stale);
+  EXPECT_EQ(verdict_of(said, "n3"), "unknown");
+  EXPECT_EQ(said.overall, verdict::unknown);
+}
+
+TEST(judge, waits_for_nodes_while_the_run_goes_on) {
+  run_builder run(10);
+  run.text("p", "a").all("x");
+  run.silent(3);
+  run_data data = run.data();
+  EXPECT_EQ(ids_of(judged(data)), std::vector<std::string>{"no-answer"});
+  data.run.ended_usec = 0;
+  const judgement said = judged(data);
+  EXPECT_TRUE(said.findings.empty());
+  EXPECT_EQ(verdict_of(said, "n3"), "unknown");
+  EXPECT_EQ(said.coverage.size(), 1U);
 }
 
 TEST(judge, finds_what_two_nodes_share_and_should_not) {

@@ -129,8 +129,9 @@ bool is_known(const run_view& run, std::size_t node) {
 
 verdict verdict_of(severity worst, bool known) {
   if (worst == severity::critical) return verdict::unhealthy;
-  if (worst == severity::warning) return verdict::suspect;
-  return known ? verdict::healthy : verdict::unknown;
+  // That all of it is too old, or failed, does not make a node suspect.
+  if (!known) return verdict::unknown;
+  return worst == severity::warning ? verdict::suspect : verdict::healthy;
 }
 
 void put_verdicts(judgement& result, const run_view& run,

@@ -45,6 +45,16 @@ bool is_of_one_fact(const check_definition& check) {
   return check.facts.size() == 1 && !is_pattern(check.facts.front());
 }
 
+// Whether what the node has is told best by how it differs from its peers.
+bool is_longer_list(const run_view& run, const hit& what, std::uint32_t value) {
+  if (what.column->fact->traits.type != facts::value_type::list ||
+      what.what != shape::odd || value >= absent_value ||
+      what.reference >= absent_value)
+    return false;
+  return run.text(value).find('\n') != std::string::npos ||
+         run.text(what.reference).find('\n') != std::string::npos;
+}
+
 }  // namespace
 
 std::string wording::class_word(const hit& what) const {
@@ -76,9 +86,7 @@ node_value wording::value_of(const hit& what, std::uint32_t node) const {
   const fact_column& fact = *what.column->fact;
   const std::uint32_t value = run.value(*what.column, node);
   result.value = value_words(run, fact, value);
-  const bool is_list = fact.traits.type == facts::value_type::list;
-  if (is_list && what.what == shape::odd && value < absent_value &&
-      what.reference < absent_value)
+  if (is_longer_list(run, what, value))
     result.value = list_difference(run.text(value), run.text(what.reference));
   const double number = run.number(value);
   if (!std::isnan(number)) result.number = number;
@@ -113,11 +121,22 @@ std::vector<node_value> wording::values_of(const hit_group& group) const {
   return result;
 }
 
+std::string wording::growth_of_peers(const hit& what) const {
+  if (what.peers == 0)
+    return "; more than " + number_words(what.check->what.growth) +
+           " is too much";
+  return "; " + std::to_string(what.peers) + " " + class_word(what) +
+         "peers by " + what.note + " (median)";
+}
+
 std::string wording::odd_words(const hit& what,
                                const std::string& values) const {
-  const std::string reference = what.reference == unknown_value
-                                    ? "have a value"
-                                    : "have " + reference_of(what);
+  const bool is_list =
+      what.reference < absent_value &&
+      is_longer_list(run, what, run.value(*what.column, what.nodes.front()));
+  const std::string reference = what.reference == unknown_value ? "have a value"
+                                : is_list                       ? "are alike"
+                                          : "have " + reference_of(what);
   return values + "; " + std::to_string(what.same) + " of " +
          std::to_string(what.peers) + " " + class_word(what) + "peers " +
          reference;
@@ -208,8 +227,7 @@ std::string wording::evidence(const hit_group& group,
              class_word(what) + "nodes, by " + what.note + " (median)";
     case shape::grew:
       return "grew from " + values.front().before + " to " +
-             values.front().value + "; " + std::to_string(what.peers) + " " +
-             class_word(what) + "peers by " + what.note + " (median)";
+             values.front().value + growth_of_peers(what);
     case shape::answer:
       return answer_words(group);
   }

@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <unordered_set>
 #include <utility>
@@ -46,6 +47,14 @@ std::string distance_word(const finding& found) {
   return std::abs(*worst->delta_percent) < 1
              ? ""
              : fmt::format("{:+.0f}%", *worst->delta_percent);
+}
+
+// Slurm takes ALL for every node of the cluster and DEFAULT for a template.
+bool is_node_name(const std::string& name) {
+  std::string upper = name;
+  for (char& c : upper)
+    c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return is_safe_name(name) && upper != "ALL" && upper != "DEFAULT";
 }
 
 // Of an id or a word nothing but what is_safe_name() takes.
@@ -102,10 +111,10 @@ class drain_writer {
     }
     std::vector<std::string> nodes;
     for (const std::string& name : found.nodes)
-      if (is_safe_name(name) && known_.insert(name).second)
-        nodes.push_back(name);
-      else if (!is_safe_name(name))
+      if (!is_node_name(name))
         unsafe_.insert(name);
+      else if (known_.insert(name).second)
+        nodes.push_back(name);
     if (nodes.empty()) return;
     write_command(nodes, reason_of(found), batch_, out_);
     ++commands_;
