@@ -118,7 +118,7 @@ TEST(byte_buffer, an_impossible_size_keeps_the_content) {
   }
 }
 
-#if !defined(__SANITIZE_ADDRESS__)  // its realloc copies, and needs the space
+#if !defined(ZELK_ADDRESS_SANITIZER)  // its realloc copies, and needs the space
 
 std::size_t address_space() {
   std::size_t pages = 0;

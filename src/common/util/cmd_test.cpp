@@ -319,7 +319,7 @@ TEST_F(cmd_popen3, does_not_mind_signals) {
   });
 }
 
-#if !defined(__SANITIZE_ADDRESS__)  // needs address space without bounds
+#if !defined(ZELK_ADDRESS_SANITIZER)  // needs address space without bounds
 
 // A part of the output could pass for the whole.
 TEST_F(cmd_popen3, fails_whole_when_memory_runs_out) {
