@@ -125,6 +125,7 @@ std::vector<distribution> distributions_of(const run_view& run,
   left_out = order.size() - std::min(order.size(), most_distributions);
   order.resize(order.size() - left_out);
   std::vector<distribution> result;
+  result.reserve(order.size());
   for (const shown_column& each : order)
     result.push_back(distribution_of(
         run, groups, each,
