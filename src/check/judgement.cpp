@@ -1,5 +1,7 @@
 #include "src/check/judgement.h"
 
+#include <algorithm>
+
 #include "src/common/names/names.h"
 
 namespace zelk::check {
@@ -92,6 +94,24 @@ const char* name_of(finding_state state) {
       return "fixed";
   }
   return "";
+}
+
+bool fits_a_command(std::string_view name) {
+  constexpr std::size_t longest = 255;  // bytes, of a node's name
+  const auto is_harmless = [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+           (c >= '0' && c <= '9') || c == '.' || c == '_' || c == '-';
+  };
+  return !name.empty() && name.front() != '-' && name.front() != '.' &&
+         name.size() <= longest &&
+         std::all_of(name.begin(), name.end(), is_harmless);
+}
+
+names_apart apart(const std::vector<std::string>& names) {
+  names_apart result;
+  for (const std::string& name : names)
+    (fits_a_command(name) ? result.fit : result.odd).push_back(name);
+  return result;
 }
 
 severity severity_of(int score) {

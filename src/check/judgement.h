@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -74,6 +75,11 @@ struct finding {
                                   // a gap; none: nothing older was judged
   std::optional<acceptance> accepted;
   std::string drain_word;  // of the definition, for a batch system's reason
+  // It tells that a value is another than in the baseline, and no more.
+  bool is_of_change = false;
+  // Of one about a class or the run as a whole, which cannot be parted: those
+  // of `nodes` for which it is accepted. It stays while others have it.
+  std::vector<std::string> accepted_nodes;
 };
 
 // A class of like nodes.
@@ -172,6 +178,16 @@ const char* name_of(cell_state state);
 const char* name_of(verdict what);
 const char* name_of(severity level);
 const char* name_of(finding_state state);
+
+// Whether a command can take a node's name as it is: letters, digits, dots,
+// dashes and underscores, no dash and no dot in front.
+bool fits_a_command(std::string_view name);
+
+// Those of `names` that do, and the others, each in their order.
+struct names_apart {
+  std::vector<std::string> fit, odd;
+};
+names_apart apart(const std::vector<std::string>& names);
 
 // By the bands of names.h: 0 to 24, 25 to 74, 75 to 100.
 severity severity_of(int score);

@@ -201,6 +201,7 @@ finding kernel_changed() {
       "changed on 134 of 134 nodes: 5.14.0-427 -> 5.14.0-503");
   result.provider = "kernel";
   result.fact = "kernel.release";
+  result.is_of_change = true;
   for (const std::string& name : result.nodes)
     result.values.push_back({name, "5.14.0-503", "5.14.0-427", {}, {}, {}});
   return result;

@@ -23,7 +23,8 @@ int report(const check_settings& settings) {
   check_outputs(settings);
   const judged_run judged = judge_run(settings, read_checks(settings));
   write_outputs(settings, judged);
-  const int status = exit_status(judged.what, settings.report.threshold);
+  const int status = exit_status(judged.what, settings.report.threshold,
+                                 settings.report.only_new);
   return settings.exit_zero && status != status_cannot_tell ? status_fine
                                                             : status;
 }
@@ -60,7 +61,8 @@ int main(int argc, char* argv[]) {
   std::ios::sync_with_stdio(false);
   check_settings settings;
   try {
-    if (const auto status = read_settings(argc, argv, settings)) return *status;
+    if (const auto status = read_settings(argc, argv, settings))
+      return checked_output(*status);
     return checked_output(perform(settings));
   } catch (const std::exception& error) {
     return complain(settings, error.what());

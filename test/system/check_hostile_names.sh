@@ -12,11 +12,16 @@ evil=$'n\033[2J<script>alert(1)</script>'
 check
 expect_status 1
 no_controls stdout stderr
-for form in plain json jsonl csv junit sarif nagios prom nodes md html; do
+said '1 name that no command can take is left out'
+not_said '--show node'
+for form in plain json jsonl csv junit sarif nagios prom md html; do
   check --format "$form"
   no_controls stdout
   [ -s stdout ] || fail "$form says nothing"
 done
+check --format nodes
+expect_stdout
+complained '1 name that no command can take left out'
 check --format html
 not_said '<script>alert(1)'
 not_said '<svg onload'

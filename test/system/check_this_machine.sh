@@ -13,6 +13,7 @@ first=$status
 check
 expect_status "$first"
 check --json
+jq -e '[.unread[].metric] | all(startswith("net.lo.") | not)' stdout >/dev/null || fail 'loopback'
 /usr/bin/python3 - "$tree/share/zelkara/schema/check-1.json" stdout <<'END'
 import json, sys
 try:

@@ -75,6 +75,14 @@ parser::parser(int argc, const char* const* argv, check_settings& settings)
   if (end != all.end()) typed_.operands.assign(end + 1, all.end());
 }
 
+// A variable of a script that is not set means nobody knows what.
+CLI::Validator filled() {
+  return {[](const std::string& value) {
+            return value.empty() ? "expected a value; found ''" : "";
+          },
+          ""};
+}
+
 CLI::Option* parser::list(const char* name, word_list& values,
                           const char* description, const char* type) {
   return app_.add_option(name, values, description)
@@ -94,7 +102,8 @@ CLI::Option* parser::text(const char* name, const char* description,
           name,
           [this, key](const std::string& value) { typed_.values[key] = value; },
           description)
-      ->type_name(type);
+      ->type_name(type)
+      ->check(filled());
 }
 
 void parser::flag(const char* name, bool& value, const char* description) {
@@ -158,8 +167,10 @@ void parser::declare_output() {
        "FORM");
   flag("--json", typed_.json, "as --format json");
   list("-o,--output", typed_.outputs,
-       "write there, in the form of its ending; repeatable", "FILE");
-  list("--html", typed_.html, "write the page there besides", "FILE");
+       "write there, in the form of its ending; repeatable", "FILE")
+      ->check(filled());
+  list("--html", typed_.html, "write the page there besides", "FILE")
+      ->check(filled());
   flag("--header", to_.report.header, "of plain and csv: name the columns");
   app_.add_flag_callback(
       "-1,--one-per-line", [this] { to_.report.one_line = false; },
@@ -213,8 +224,8 @@ void parser::declare_common() {
        "[ZELK_NODEFILE, configuration]",
        "FILE");
   list("--checks", to_.checks_folders,
-       "definitions that override; repeatable [besides ROOT/etc/checks]",
-       "DIR");
+       "definitions that override; repeatable [besides ROOT/etc/checks]", "DIR")
+      ->check(filled());
   text("--descriptions", "of providers [ROOT/etc/providers]", "DIR");
   text("-l,--log-level",
        "alert critical error warning notice info debug [warning]", "LEVEL");
@@ -222,6 +233,7 @@ void parser::declare_common() {
   flag("-q,--quiet", to_.quiet, "results and errors only");
   text("--color", "auto always never [auto]", "WHEN");
   flag("--no-color", typed_.no_color, "as --color never");
+  flag("--no-pager", typed_.no_pager, "none is ever started");
 }
 
 bool parser::asks_for(std::string_view a, std::string_view b) const {

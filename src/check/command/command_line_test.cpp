@@ -55,6 +55,17 @@ TEST_F(command_line_, has_built_in_values) {
   EXPECT_EQ(settings_.timeout.count(), 0);
 }
 
+// A variable of a script that is not set must not mean the usual place.
+TEST_F(command_line_, refuses_empty_values) {
+  for (const char* option :
+       {"--db", "--run", "--baseline", "--config", "--nodefile", "--output",
+        "--html", "--checks", "--descriptions", "--assets", "--diff"})
+    EXPECT_EQ(complaint({option, ""}), "zelk-check: " + std::string(option) +
+                                           ": expected a value; found ''");
+  EXPECT_FALSE(read({"--db", "x.db", "--no-pager"}));
+  EXPECT_EQ(read({"--help", "full"}), 0);
+}
+
 TEST_F(command_line_, takes_every_option_of_the_data) {
   EXPECT_FALSE(
       read({"--run=412", "--baseline", "2025-11-01", "--max-age",   "12h",

@@ -252,7 +252,10 @@ void interpreter::interpret_page() {
 }
 
 void interpreter::interpret_common() {
-  if (const auto* file = given("--config")) to_.config_file = *file;
+  if (const auto* file = given("--config")) {
+    to_.config_file = *file;
+    to_.config_typed = true;
+  }
   if (const auto* where = given("--db")) to_.datastore = *where;
   if (const auto* file = given("--nodefile")) to_.nodefile = *file;
   if (const auto* folder = given("--descriptions")) to_.descriptions = *folder;

@@ -17,6 +17,7 @@ struct typed_options {
   std::vector<std::string> operands;
   std::vector<std::string> outputs, html, classes, redacted;
   int verbose = 0;
+  bool no_pager = false;  // there is none; people type it all the same
   bool no_color = false, json = false, no_script = false;
   bool list = false, local = false, drain = false;
 };

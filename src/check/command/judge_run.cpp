@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <iostream>
 #include <string_view>
 #include <unordered_set>
 #include <utility>
@@ -21,7 +22,9 @@
 #include "src/common/facts/description_set.h"
 #include "src/common/node/tokenized_host.h"
 #include "src/common/str/nearest_word.h"
+#include "src/common/text/size_text.h"
 #include "src/common/text/time_text.h"
+#include "src/common/text/visible_text.h"
 
 namespace zelk::check {
 
@@ -93,6 +96,30 @@ void remove_names(std::vector<std::string>& from,
   std::erase_if(from, [&](const auto& name) { return removed.contains(name); });
 }
 
+// Who is to be compared by what nobody has would be compared with all.
+void check_peers(const check_settings& settings, const run_data& run) {
+  const peers_by by = settings.judge.by;
+  if (by != peers_by::role && by != peers_by::subcluster) return;
+  const std::string what = name_of(by);
+  std::vector<std::string> without;
+  for (std::size_t i = 0; i < run.nodes.size(); ++i)
+    if ((by == peers_by::role ? run.notes[i].role : run.notes[i].subcluster)
+            .empty())
+      without.push_back(run.nodes[i]);
+  const std::string option = "--peers " + what;
+  if (without.size() == run.nodes.size())
+    throw refusal(option + ": no node of the run has a " + what +
+                  ": give a node file (-n) that says \"" + what +
+                  "=...\" behind their names");
+  if (without.empty() || settings.quiet) return;
+  const auto count = static_cast<std::int64_t>(without.size());
+  std::cerr << program_name << ": " << option << ": "
+            << text::counted(count, "node") << " without one, compared as '"
+            << "no " << what << "': "
+            << text::visible_text(TokenizedHost::get_merged_hosts(without))
+            << '\n';
+}
+
 class run_judge {
  public:
   run_judge(const check_settings& settings, const check_set& checks,
@@ -110,6 +137,7 @@ class run_judge {
 
  private:
   run_data load_noted(std::int64_t number);
+  run_data load_judged(std::int64_t number);
   std::vector<earlier_run> history_of(const accumulate::run& now,
                                       const judge_options& options,
                                       const std::vector<acceptance>& accepted,
@@ -122,12 +150,29 @@ class run_judge {
   facts::description_set descriptions_;
   std::unique_ptr<run_loader> loader_;
   std::optional<node::Nodelist> notes_;
+  std::vector<std::string>
+      unknown_;  // nodes of --class, of the last run loaded
 };
 
 run_data run_judge::load_noted(std::int64_t number) {
   run_data loaded = loader_->load(number);
   if (notes_) give_notes(loaded, *notes_);
-  give_classes(loaded, settings_.classes);
+  unknown_ = give_classes(loaded, settings_.classes);
+  return loaded;
+}
+
+// The run that is judged; what was said of its nodes, and cannot be kept, is
+// told.
+run_data run_judge::load_judged(std::int64_t number) {
+  run_data loaded = load_noted(number);
+  if (!unknown_.empty())
+    std::cerr << program_name << ": --class: the run has no "
+              << text::visible_text(TokenizedHost::get_merged_hosts(unknown_))
+              << " ("
+              << text::counted(static_cast<std::int64_t>(unknown_.size()),
+                               "node")
+              << ")\n";
+  check_peers(settings_, loaded);
   return loaded;
 }
 
@@ -167,14 +212,14 @@ judgement run_judge::chosen(judgement all, const run_data& run) const {
     throw refusal("-w: the run neither expected nor has " +
                   TokenizedHost::get_merged_hosts(unknown));
   if (names.empty()) throw refusal("no node of the run matches the selection");
-  return only_nodes(std::move(all), names);
+  return only_nodes(std::move(all), names, run);
 }
 
 void run_judge::judge_into(judged_run& result) {
   const accumulate::run now = reading::select_run(base_, settings_.run);
   const std::optional<accumulate::run> earlier =
       choose_baseline(base_, now, settings_.baseline);
-  result.run = load_noted(now.number);
+  result.run = load_judged(now.number);
   const judge_options options = options_for(settings_, result.run.run);
   check_limits(options.limits, result.run);
   const std::vector<acceptance> accepted =

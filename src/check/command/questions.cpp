@@ -58,7 +58,10 @@ std::vector<std::string> things_to_differ(const run_data& run) {
 
 int list_checks(const check_settings& settings) {
   const check_set checks = read_checks(settings);
-  write_check_list(checks.all(), report_options_for(settings, true), std::cout);
+  const report_options options = report_options_for(settings, true);
+  write_as_text(options, std::cout, [&](std::ostream& out) {
+    write_check_list(checks.all(), options, out);
+  });
   return status_fine;
 }
 
@@ -70,9 +73,10 @@ int explain_checks(const check_settings& settings) {
   const std::optional<judged_run> judged =
       judged_if_there_is_one(settings, checks);
   const report_options options = report_options_for(settings, true);
-  for (const check_definition& each : asked)
-    write_explanation(each, judged ? &judged->what : nullptr, options,
-                      std::cout);
+  write_as_text(options, std::cout, [&](std::ostream& out) {
+    for (const check_definition& each : asked)
+      write_explanation(each, judged ? &judged->what : nullptr, options, out);
+  });
   return status_fine;
 }
 
@@ -82,9 +86,11 @@ int show_nodes(const check_settings& settings) {
   add_classes(groups, judged.what.classes);
   const std::vector<std::string> names =
       names_of("--show node", settings.asked, groups);
-  const std::vector<std::string> unknown =
-      write_nodes(judged.what, judged.run, names,
-                  report_options_for(settings, true), std::cout);
+  const report_options options = report_options_for(settings, true);
+  std::vector<std::string> unknown;
+  write_as_text(options, std::cout, [&](std::ostream& out) {
+    unknown = write_nodes(judged.what, judged.run, names, options, out);
+  });
   if (unknown.empty()) return status_fine;
   throw refusal("the run neither expected nor has " +
                 TokenizedHost::get_merged_hosts(unknown));
@@ -92,9 +98,13 @@ int show_nodes(const check_settings& settings) {
 
 int show_differences(const check_settings& settings) {
   const judged_run judged = judge_run(settings, read_checks(settings));
-  if (write_differences(judged.run, judged.what, settings.difference,
-                        report_options_for(settings, true), std::cout))
-    return status_fine;
+  const report_options options = report_options_for(settings, true);
+  bool is_known = false;
+  write_as_text(options, std::cout, [&](std::ostream& out) {
+    is_known = write_differences(judged.run, judged.what, settings.difference,
+                                 options, out);
+  });
+  if (is_known) return status_fine;
   throw refusal(
       "--diff: the run has no provider and no fact '" + settings.difference +
       "'" +

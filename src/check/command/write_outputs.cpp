@@ -10,11 +10,13 @@
 #include <iostream>
 #include <iterator>
 #include <memory>
+#include <sstream>
 #include <system_error>
 
 #include "src/check/command/output_file.h"
 #include "src/check/command/terminal.h"
 #include "src/check/input/error_output.h"
+#include "src/check/report/ascii_text.h"
 #include "src/collect/src/reading/failure.h"
 #include "src/common/names/version.h"
 #include "src/common/preproc/preproc.h"
@@ -77,14 +79,37 @@ std::string shell_word(const std::string& word) {
              : preproc::shell_quoted(word);
 }
 
+class typed_words {
+ public:
+  void add(const std::string& option, const std::string& value) {
+    text_ += (text_.empty() ? "" : " ") + option + " " + shell_word(value);
+  }
+  const std::string& text() const { return text_; }
+
+ private:
+  std::string text_;
+};
+
+void add_datastore(const check_settings& settings, typed_words& words) {
+  if (settings.config_typed) words.add("-c", settings.config_file);
+  if (!settings.datastore.empty()) words.add("--db", settings.datastore);
+}
+
+// What was typed to say which datastore it is.
+std::string same_datastore(const check_settings& settings) {
+  typed_words words;
+  add_datastore(settings, words);
+  return words.text();
+}
+
 // What was typed to say which run it is.
 std::string same_run(const check_settings& settings) {
-  std::string words;
+  typed_words words;
   const auto add = [&](const std::string& option, const std::string& value) {
-    words += (words.empty() ? "" : " ") + option + " " + shell_word(value);
+    words.add(option, value);
   };
   if (settings.run != "latest") add("--run", settings.run);
-  if (!settings.datastore.empty()) add("--db", settings.datastore);
+  add_datastore(settings, words);
   if (!settings.baseline.empty()) add("--baseline", settings.baseline);
   if (settings.max_age_usec)
     add("--max-age",
@@ -93,7 +118,26 @@ std::string same_run(const check_settings& settings) {
     add("-w", nodes);
   for (const std::string& nodes : settings.excluded)
     add("-x", nodes);
-  return words;
+  return words.text();
+}
+
+constexpr char figure_of_fact[] = "dist:";
+
+// There are as many pictures as facts: named are those near what was typed.
+std::string figure_problem(const std::string& name,
+                           const std::vector<std::string>& known) {
+  std::string named;
+  std::size_t of_facts = 0;
+  for (const std::string& each : known)
+    if (each.starts_with(figure_of_fact))
+      ++of_facts;
+    else
+      named += " " + each;
+  if (of_facts > 0)
+    named += ", and dist:FACT of " + std::to_string(of_facts) +
+             " facts: 'zelk-check --json' lists them as distributions";
+  return "--figure: there is no picture '" + name + "'" +
+         str::did_you_mean(name, known) + "; there are" + named;
 }
 
 class output_writer {
@@ -117,6 +161,10 @@ class output_writer {
   std::unique_ptr<error_output> errors_;
 };
 
+std::string size_words(std::size_t bytes) {
+  return text::size_text(static_cast<std::int64_t>(bytes));
+}
+
 // How a page at `page` finds the folder of its assets.
 std::string output_writer::assets_from(const std::string& page) const {
   const std::filesystem::path folder =
@@ -137,6 +185,7 @@ page_options output_writer::page_options_for(const output_place& place) {
   page.command_line = settings_.command_line;
   page.configuration = settings_.config_file;
   page.datastore = judged_.path;
+  page.same_datastore = same_datastore(settings_);
   page.json = [this](const judgement& what, std::ostream& out) {
     report_options json = report_options_for(settings_, false);
     json.form = report_form::json;
@@ -155,7 +204,9 @@ void output_writer::tell_page(const output_place& place,
                               const page_result& written) const {
   if (!written.fits)
     std::cerr << program_name << ": " << text::visible_text(place.path)
-              << ": even the least page is larger than --max-size\n";
+              << ": --max-size " << size_words(settings_.page.max_size)
+              << " cannot be kept to: the least page has "
+              << size_words(written.bytes) << '\n';
   if (settings_.quiet || is_standard_output(place)) return;
   const auto count = [](std::size_t number) {
     return static_cast<std::int64_t>(number);
@@ -194,14 +245,8 @@ void output_writer::write_figure(std::ostream& out) {
       settings_.figure.empty() ? usual_figure : settings_.figure;
   const std::optional<std::string> drawn =
       page_figure(judged_.what, settings_.page, name);
-  if (!drawn) {
-    const std::vector<std::string> known = page_figure_names(judged_.what);
-    std::string list;
-    for (const std::string& each : known)
-      list += " " + each;
-    throw refusal("--figure: there is no picture '" + name + "'" +
-                  str::did_you_mean(name, known) + "; there are" + list);
-  }
+  if (!drawn)
+    throw refusal(figure_problem(name, page_figure_names(judged_.what)));
   out << *drawn;
 }
 
@@ -213,9 +258,15 @@ void output_writer::write_to(std::ostream& out, const output_place& place) {
       report_options_for(settings_, is_standard_output(place));
   options.form = form.report;
   if (settings_.what == action::drain_commands)
-    write_drain_commands(judged_.what, options, out);
-  else
-    write_report(judged_.what, options, out);
+    return write_as_text(options, out, [&](std::ostream& text) {
+      write_drain_commands(judged_.what, options, text);
+    });
+  write_report(judged_.what, options, out);
+  const std::size_t left_out = names_left_out(judged_.what, options);
+  if (options.form == report_form::nodes && left_out > 0)
+    std::cerr << program_name << ": "
+              << text::counted(static_cast<std::int64_t>(left_out), "name")
+              << " that no command can take left out\n";
 }
 
 void output_writer::write(const output_place& place) {
@@ -233,12 +284,22 @@ report_options report_options_for(const check_settings& settings,
   const bool terminal = to_standard_output && on_terminal();
   options.colour = wants_colour(settings.color, terminal);
   options.utf8 = !settings.ascii && locale_is_utf8();
+  options.ascii = settings.ascii;
   options.width = terminal ? terminal_width() : 0;
   options.limit_rows =
       settings.limit_rows.value_or(terminal ? rows_on_terminal : 0);
   options.version = product_version();
   options.same_run = same_run(settings);
+  options.same_datastore = same_datastore(settings);
   return options;
+}
+
+void write_as_text(const report_options& options, std::ostream& out,
+                   const std::function<void(std::ostream&)>& write) {
+  if (options.utf8) return write(out);
+  std::ostringstream text;
+  write(text);
+  out << ascii_text(text.str());
 }
 
 void check_outputs(const check_settings& settings) {

@@ -4,6 +4,9 @@
 
 #pragma once
 
+#include <functional>
+#include <ostream>
+
 #include "src/check/command/judge_run.h"
 #include "src/check/command/settings.h"
 
@@ -19,5 +22,9 @@ void write_outputs(const check_settings& settings, const judged_run& judged);
 // in a file, which has neither.
 report_options report_options_for(const check_settings& settings,
                                   bool to_standard_output);
+
+// Text that is no report, in ASCII where the options want that.
+void write_as_text(const report_options& options, std::ostream& out,
+                   const std::function<void(std::ostream&)>& write);
 
 }  // namespace zelk::check

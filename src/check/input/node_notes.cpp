@@ -95,17 +95,29 @@ class_override read_class_override(const std::string& text) {
   return {text.substr(0, equals), text.substr(equals + 1)};
 }
 
-void give_classes(run_data& to, const std::vector<class_override>& classes) {
-  for (const class_override& each : classes) {
-    const node_groups groups = groups_of(to);
+std::vector<std::string> give_classes(
+    run_data& to, const std::vector<class_override>& classes) {
+  std::map<std::string, std::string> given;  // node, class
+  std::vector<std::string> unknown;
+  const node_groups groups = groups_of(to);
+  for (const class_override& each : classes)
     for (const std::string& name : names_of("--class", {each.nodes}, groups)) {
+      const auto [known, is_new] = given.emplace(name, each.name);
+      if (known->second != each.name)
+        throw refusal("--class: '" + text::visible_text(name) +
+                      "' is in two classes, " +
+                      text::visible_text(known->second) + " and " +
+                      text::visible_text(each.name));
       const auto found = std::lower_bound(to.nodes.begin(), to.nodes.end(),
                                           name, node::natural_before);
       if (found != to.nodes.end() && *found == name)
         to.notes[static_cast<std::size_t>(found - to.nodes.begin())]
             .class_name = each.name;
+      else if (is_new)
+        unknown.push_back(name);
     }
-  }
+  node::sort_naturally(unknown);
+  return unknown;
 }
 
 node_groups groups_of(const run_data& run) {
@@ -127,6 +139,15 @@ void add_classes(node_groups& to, const std::vector<class_view>& classes) {
     to["class:" + each.name] = each.nodes;
 }
 
+namespace {
+
+bool has_kind(const node_groups& groups, const std::string& kind) {
+  const auto first = groups.lower_bound(kind + ":");
+  return first != groups.end() && first->first.starts_with(kind + ":");
+}
+
+}  // namespace
+
 node::group_source source_of(const node_groups& groups) {
   return [&groups](std::string_view group) {
     const auto found = groups.find(std::string(group));
@@ -135,6 +156,12 @@ node::group_source source_of(const node_groups& groups) {
     for (const auto& [name, nodes] : groups)
       known.push_back("@" + name);
     const std::string word = "@" + std::string(group);
+    for (const char* kind : {"role", "subcluster"})
+      if (group.starts_with(std::string(kind) + ":") && !has_kind(groups, kind))
+        return node::expansion{
+            {},
+            "'" + text::visible_text(word) + "': no node of the run has a " +
+                kind + "; " + kind + "s are read from a node file: -n FILE"};
     return node::expansion{
         {},
         "'" + text::visible_text(word) +

@@ -33,9 +33,10 @@ struct class_override {
 // Reads the text of an option --class.
 class_override read_class_override(const std::string& text);
 
-// Gives the classes, the later ones over the earlier ones and over notes. Nodes
-// that the run does not know are passed over.
-void give_classes(run_data& to, const std::vector<class_override>& classes);
+// Gives the classes, over those of notes. A node in two of them is a refusal.
+// Returns the nodes that the run does not know, in natural order.
+std::vector<std::string> give_classes(
+    run_data& to, const std::vector<class_override>& classes);
 
 // Groups by their names without "@": "role:login", "subcluster:gpu", "class:A"
 // and "*" for all.

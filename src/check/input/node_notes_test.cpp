@@ -55,18 +55,38 @@ TEST_F(node_notes_, complain_about_files_that_cannot_be_used) {
   EXPECT_THROW(read_nodefile(folder_.file("nothing")), reading::refusal);
 }
 
-TEST(give_classes, puts_the_later_over_the_earlier) {
+std::string complaint_about(const std::vector<class_override>& classes) {
   run_data run = cluster();
-  run.notes[1].role = "login";
-  give_classes(run, {{"all", "@*"}, {"mine", "node*"}, {"L", "@role:login"}});
-  EXPECT_EQ(run.notes[0].class_name, "all");
-  EXPECT_EQ(run.notes[1].class_name, "L");
-  EXPECT_EQ(run.notes[3].class_name, "mine");
+  try {
+    give_classes(run, classes);
+  } catch (const reading::refusal& error) {
+    return error.what();
+  }
+  return "";
 }
 
-TEST(give_classes, passes_over_nodes_that_are_not_in_the_run) {
+TEST(give_classes, puts_them_over_notes) {
   run_data run = cluster();
-  give_classes(run, {{"X", "node[2-9]"}});
+  run.notes[1] = {"login", "", "old"};
+  EXPECT_TRUE(give_classes(run, {{"G", "gpu1"}, {"L", "@role:login"}}).empty());
+  EXPECT_EQ(run.notes[0].class_name, "G");
+  EXPECT_EQ(run.notes[1].class_name, "L");
+  EXPECT_EQ(run.notes[3].class_name, "");
+}
+
+// Which of the two was meant nobody can tell.
+TEST(give_classes, refuses_a_node_in_two_classes) {
+  EXPECT_EQ(complaint_about({{"all", "@*"}, {"mine", "node2"}}),
+            "--class: 'node2' is in two classes, all and mine");
+  EXPECT_EQ(complaint_about({{"X", "node[8-9]"}, {"Y", "node9"}}),
+            "--class: 'node9' is in two classes, X and Y");
+  EXPECT_EQ(complaint_about({{"X", "node[1-2]"}, {"X", "node2"}}), "");
+}
+
+TEST(give_classes, names_nodes_that_are_not_in_the_run) {
+  run_data run = cluster();
+  EXPECT_EQ(give_classes(run, {{"X", "node[2-3,9]"}, {"Y", "a,node1"}}),
+            (name_list{"a", "node3", "node9"}));
   EXPECT_EQ(run.notes[2].class_name, "X");
   EXPECT_EQ(run.notes[3].class_name, "");
 }
@@ -95,6 +115,21 @@ TEST(names_of, knows_groups_of_notes_and_of_classes_found) {
   }
   EXPECT_THROW(names_of("-w", {"@class:old"}, groups), reading::refusal);
   EXPECT_THROW(names_of("-w", {"node[3-1]"}, groups), reading::refusal);
+}
+
+TEST(names_of, says_where_roles_come_from) {
+  const node_groups groups = groups_of(cluster());
+  for (const char* kind : {"role", "subcluster"})
+    try {
+      names_of("-w", {std::string("@") + kind + ":x"}, groups);
+      ADD_FAILURE() << kind;
+    } catch (const reading::refusal& error) {
+      const std::string text = error.what();
+      EXPECT_NE(text.find(std::string("no node of the run has a ") + kind),
+                std::string::npos)
+          << text;
+      EXPECT_NE(text.find("-n FILE"), std::string::npos) << text;
+    }
 }
 
 }  // namespace

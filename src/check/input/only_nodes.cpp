@@ -72,6 +72,7 @@ bool cutter::cut(finding& of) const {
   const bool of_nodes = !of.nodes.empty();
   cut(of.nodes);
   cut(of.values);
+  cut(of.accepted_nodes);
   return !of_nodes || !of.nodes.empty();
 }
 
@@ -144,6 +145,29 @@ void cutter::cut_comparisons(judgement& of) const {
   of.history.clear();
 }
 
+bool is_result(answer what) {
+  return what != answer::missing && what != answer::not_expected;
+}
+
+void count_results(run_info& of, const std::unordered_set<std::string>& names,
+                   const run_data& data) {
+  of.nodes_expected = of.nodes = of.results_expected = of.results = 0;
+  for (std::size_t node = 0; node < data.nodes.size(); ++node) {
+    if (!names.contains(data.nodes[node])) continue;
+    std::size_t expected = 0, came = 0;
+    for (const provider_info& each : data.providers) {
+      if (node >= each.answers.size()) continue;
+      const answer what = each.answers[node].what;
+      if (what != answer::not_expected) ++expected;
+      if (is_result(what)) ++came;
+    }
+    of.results_expected += expected;
+    of.results += came;
+    if (expected > 0) ++of.nodes_expected;
+    if (came > 0) ++of.nodes;
+  }
+}
+
 void cutter::cut(judgement& of) {
   cut_findings(of);
   cut_nodes(of);
@@ -153,8 +177,10 @@ void cutter::cut(judgement& of) {
 
 }  // namespace
 
-judgement only_nodes(judgement of, const std::vector<std::string>& names) {
+judgement only_nodes(judgement of, const std::vector<std::string>& names,
+                     const run_data& data) {
   cutter(names).cut(of);
+  count_results(of.run, {names.begin(), names.end()}, data);
   return of;
 }
 

@@ -12,7 +12,9 @@
 
 namespace zelk::check {
 
-// `names` are nodes of the judgement, in natural order.
-judgement only_nodes(judgement of, const std::vector<std::string>& names);
+// `names` are nodes of the judgement, in natural order. Of the run what was
+// expected and came is that of these nodes; `data` is the run.
+judgement only_nodes(judgement of, const std::vector<std::string>& names,
+                     const run_data& data);
 
 }  // namespace zelk::check

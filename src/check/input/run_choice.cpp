@@ -34,12 +34,30 @@ std::vector<run> earlier_runs(database& base, const run& now) {
   return found;
 }
 
+constexpr char label_prefix[] = "label:";
+
+// "label:X" means the newest earlier one with it: with a label that is given
+// every night the run that is judged has it, too.
+std::optional<run> earlier_of_label(database& base, const run& now,
+                                    const std::string& asked) {
+  if (!asked.starts_with(label_prefix)) return {};
+  accumulate::run_filter filter;
+  filter.label = asked.substr(sizeof label_prefix - 1);
+  if (filter.label.empty()) return {};  // that is any
+  filter.started_until_usec = now.started_usec + 1;
+  for (run& each : accumulate::list_runs(base, filter))
+    if (before(each, now)) return std::move(each);
+  return {};
+}
+
 }  // namespace
 
 std::optional<run> choose_baseline(database& base, const run& now,
                                    const std::string& asked) {
   if (asked == "none") return {};
   if (!asked.empty()) {
+    if (std::optional<run> found = earlier_of_label(base, now, asked))
+      return found;
     const run named = reading::select_run(base, asked);
     if (named.number == now.number)
       throw reading::refusal("--baseline: " + reading::name_of_run(now) +

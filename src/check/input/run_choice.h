@@ -20,7 +20,7 @@ namespace zelk::check {
 //           has at least half as many results (a repetition on a few nodes says
 //           nothing of the others), with the same label if there is one
 //   "none"  nothing
-//   RUN     that one
+//   RUN     that one; of label:NAME the newest that started before
 std::optional<accumulate::run> choose_baseline(datastore::database& base,
                                                const accumulate::run& now,
                                                const std::string& asked);

@@ -69,6 +69,18 @@ TEST_F(run_choice_, baseline_is_the_marked_one_first) {
   EXPECT_EQ(baseline_of(marked), 0);
 }
 
+TEST_F(run_choice_, baseline_by_label_is_an_earlier_run) {
+  const auto first = add_run(of_nodes(4), {}, "nightly");
+  const auto second = add_run(of_nodes(1), {}, "nightly");
+  const auto now = add_run(of_nodes(4), {}, "nightly");
+  const auto other = add_run(of_nodes(4), {}, "by hand");
+  EXPECT_EQ(baseline_of(now, "label:nightly"), second);
+  EXPECT_EQ(baseline_of(second, "label:nightly"), first);
+  EXPECT_EQ(baseline_of(other, "label:nightly"), now);
+  EXPECT_THROW(baseline_of(other, "label:by hand"), reading::refusal);
+  EXPECT_THROW(baseline_of(other, "label:nightli"), reading::refusal);
+}
+
 TEST_F(run_choice_, refuses_what_cannot_be_compared) {
   const auto now = add_run(of_nodes(1));
   EXPECT_THROW(baseline_of(now, std::to_string(now)), reading::refusal);
@@ -78,6 +90,7 @@ TEST_F(run_choice_, refuses_what_cannot_be_compared) {
 
 TEST_F(run_choice_, history_keeps_to_its_label_and_its_budget) {
   std::vector<std::int64_t> runs;
+  runs.reserve(5);
   for (int i = 0; i < 5; ++i)
     runs.push_back(add_run(of_nodes(4), {}, "nightly"));
   add_run(of_nodes(4), {}, "by hand");

@@ -260,7 +260,8 @@ void class_finder::by_hand_or_note(members& rest) {
     if (note.empty() && !only_notes)
       left.push_back(node);
     else
-      noted[note.empty() ? "none" : note].push_back(node);
+      noted[note.empty() ? std::string("no ") + name_of(options_.by) : note]
+          .push_back(node);
   }
   for (auto& [name, nodes] : noted)
     add(name, {}, std::move(nodes));

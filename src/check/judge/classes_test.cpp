@@ -147,8 +147,8 @@ TEST(classes, are_found_by_whatever_peers_are_asked_for) {
       result += each.name + " ";
     return result;
   };
-  EXPECT_EQ(found(peers_by::role), "compute none ");
-  EXPECT_EQ(found(peers_by::subcluster), "west none ");
+  EXPECT_EQ(found(peers_by::role), "compute no role ");
+  EXPECT_EQ(found(peers_by::subcluster), "west no subcluster ");
   EXPECT_EQ(found(peers_by::all), "all ");
   EXPECT_EQ(found(peers_by::none), "");
   EXPECT_EQ(peers_by_of("subcluster"), peers_by::subcluster);
@@ -161,6 +161,19 @@ TEST(classes, have_as_many_letters_as_they_need) {
   EXPECT_EQ(class_letters(26), "AA");
   EXPECT_EQ(class_letters(701), "ZZ");
   EXPECT_EQ(class_letters(702), "AAA");
+}
+
+TEST(classes, puts_nodes_without_a_role_into_a_class_of_that_name) {
+  run_builder run(8);
+  run.text("p", "a").all("x");
+  for (std::size_t node = 1; node <= 5; ++node)
+    run.notes(node, {"compute", "", ""});
+  judge_options options = default_options();
+  options.by = peers_by::role;
+  const judgement said = judged_by(run.data(), {}, nullptr, options);
+  ASSERT_EQ(said.classes.size(), 2U);
+  EXPECT_EQ(said.classes[0].name, "compute");
+  EXPECT_EQ(said.classes[1].name, "no role");
 }
 
 }  // namespace

@@ -177,9 +177,10 @@ bool class_outliers::add_two_groups(std::vector<hit>& hits) const {
   if (one_side && take_low != by_.low)
     found.score = std::min(found.score, most_of_everywhere);
   const double border = ascending_[groups->below];
+  found.border = border;
   for (const numbered& each : numbers_)
-    if (all || (each.number < border) == take_low)
-      found.nodes.push_back(each.node);
+    (all || (each.number < border) == take_low ? found.nodes : found.others)
+        .push_back(each.node);
   found.peers = count();
   const fact_column& fact = *of_.column.fact;
   found.note = std::to_string(groups->below) + " have about " +

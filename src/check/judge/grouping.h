@@ -20,6 +20,8 @@ struct hit_part {
   std::vector<std::uint32_t> nodes;       // ascending
   std::uint32_t accepted = not_accepted;  // index of the acceptance
   bool known = false;                     // the baseline had it too
+  // Of a common hit that is not accepted as a whole, ascending.
+  std::vector<std::uint32_t> accepted_nodes = {};
 };
 
 struct hit_group {

@@ -40,8 +40,10 @@ struct hit {
   std::size_t same = 0;   // nodes that have the reference
   std::size_t peers = 0;  // nodes that it is made of
   spread of;
-  bool by_effect_only = false;  // MAD is 0
-  std::string note;             // evidence that stands in no column
+  bool by_effect_only = false;        // MAD is 0
+  std::string note;                   // evidence that stands in no column
+  double border = 0;                  // of halves: the least of the upper group
+  std::vector<std::uint32_t> others;  // of halves: the other group, ascending
 };
 
 // Whether it is about a class or the run as a whole, not about single nodes.

@@ -182,6 +182,50 @@ TEST(judge, says_the_same_whatever_the_order_of_its_input) {
   }
 }
 
+// Pasted, advice must do nothing but what it says.
+TEST(judge, keeps_names_that_no_command_can_take_out_of_advice) {
+  run_builder run(20);
+  run.text("p", "a").all("x").on(3, "y").on(4, "y").on(5, "y");
+  run.rename(3, "a b; reboot").rename(4, "$(id)");
+  const judgement some =
+      judged_by(run.data(), {check_of("c", "a", rule::differs)});
+  EXPECT_EQ(
+      some.findings.at(0).advice,
+      (std::vector<std::string>{
+          "look at n5", "2 names that no command can take are left out"}));
+  run_builder one(20);
+  one.text("p", "a").all("x").on(3, "y");
+  one.rename(3, "[1-9]");
+  const judgement said =
+      judged_by(one.data(), {check_of("c", "a", rule::differs)});
+  EXPECT_EQ(
+      said.findings.at(0).advice,
+      std::vector<std::string>{"1 name that no command can take is left out"});
+}
+
+TEST(judge, of_a_node_that_may_not_be_asked_says_unknown) {
+  run_builder run(6);
+  run.text("p", "a").all("x");
+  run.text("q", "b").all("x");
+  run.ended("p", 2, answer::no_permission).ended("q", 2, answer::no_permission);
+  run.ended("p", 3, answer::tool_missing).ended("q", 3, answer::not_applicable);
+  const judgement said = judged(run.data());
+  EXPECT_EQ(verdict_of(said, "n2"), "unknown");
+  EXPECT_EQ(verdict_of(said, "n3"), "unknown");
+  EXPECT_EQ(verdict_of(said, "n1"), "healthy");
+}
+
+// That a result came is no judgement.
+TEST(judge, of_a_node_of_which_nothing_could_be_read_says_unknown) {
+  run_builder run(6);
+  run.text("p", "a").all("x").none_on(2);
+  run.unread("p", "a", 2);
+  EXPECT_EQ(verdict_of(judged(run.data()), "n2"), "unknown");
+  run_builder without_facts(6);
+  without_facts.ended("p", 0, answer::ok);
+  EXPECT_EQ(judged(without_facts.data()).overall, verdict::unknown);
+}
+
 }  // namespace
 
 }  // namespace zelk::check

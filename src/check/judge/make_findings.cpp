@@ -7,6 +7,7 @@
 #include <tuple>
 #include <utility>
 
+#include "src/check/judge/fold_absences.h"
 #include "src/check/judge/glob.h"
 #include "src/check/judge/grouping.h"
 #include "src/check/judge/trouble.h"
@@ -45,15 +46,15 @@ class accepting {
     return not_accepted;
   }
 
-  // What is about many nodes is accepted when all of them are.
-  std::uint32_t of_all(const std::string& check,
-                       const std::vector<std::uint32_t>& nodes) const {
-    for (const std::uint32_t i : order_)
-      if (std::all_of(nodes.begin(), nodes.end(), [&](std::uint32_t node) {
-            return holds(i, check, node);
-          }))
-        return i;
-    return not_accepted;
+  // Those for which one holds.
+  std::vector<std::uint32_t> among(
+      const std::string& check, const std::vector<std::uint32_t>& nodes) const {
+    std::vector<std::uint32_t> result;
+    if (order_.empty()) return result;
+    std::copy_if(
+        nodes.begin(), nodes.end(), std::back_inserter(result),
+        [&](std::uint32_t node) { return of(check, node) != not_accepted; });
+    return result;
   }
 
  private:
@@ -69,6 +70,43 @@ class accepting {
   std::vector<std::string_view> names_;
 };
 
+// The groups of nodes of which a common hit tells: who has which value.
+std::map<double, std::vector<std::uint32_t>> groups_in(const hit& what,
+                                                       const run_view& run) {
+  std::map<double, std::vector<std::uint32_t>> result;
+  for (const std::uint32_t node : what.nodes) {
+    const std::uint32_t value = run.value(*what.column, node);
+    const double group =
+        what.what == shape::tie ? static_cast<double>(value)
+        : what.what == shape::halves && run.number(value) >= what.border ? 1
+                                                                         : 0;
+    result[group].push_back(node);
+  }
+  return result;
+}
+
+// What is about a class as a whole is accepted when one of its groups is:
+// whoever says that these are as they should be has said who should not.
+hit_part common_part(const hit& what, const accepting& accepted, bool known,
+                     const run_view& run) {
+  hit_part result{&what, what.nodes, not_accepted, known};
+  const std::string& check = what.check->id;
+  if (!what.others.empty() &&
+      accepted.among(check, what.others).size() == what.others.size()) {
+    result.accepted = accepted.of(check, what.others.front());
+    return result;
+  }
+  std::vector<std::uint32_t> nodes = accepted.among(check, what.nodes);
+  if (nodes.empty()) return result;
+  for (const auto& [value, group] : groups_in(what, run))
+    if (std::includes(nodes.begin(), nodes.end(), group.begin(), group.end())) {
+      result.accepted = accepted.of(check, group.front());
+      return result;
+    }
+  result.accepted_nodes = std::move(nodes);
+  return result;
+}
+
 std::vector<hit_part> parts_of(const std::vector<hit>& hits,
                                const finding_maker& with) {
   const accepting accepted(with.acceptances, with.run, with.now_usec);
@@ -81,9 +119,8 @@ std::vector<hit_part> parts_of(const std::vector<hit>& hits,
                  trouble_key(each, key, with.run.data().nodes[node])) != 0;
     };
     if (is_common(each.what)) {
-      result.push_back({&each, each.nodes,
-                        accepted.of_all(each.check->id, each.nodes),
-                        is_known(each.nodes.front())});
+      result.push_back(
+          common_part(each, accepted, is_known(each.nodes.front()), with.run));
       continue;
     }
     std::map<std::pair<std::uint32_t, bool>, std::vector<std::uint32_t>> split;
@@ -91,13 +128,37 @@ std::vector<hit_part> parts_of(const std::vector<hit>& hits,
       split[{accepted.of(each.check->id, node), is_known(node)}].push_back(
           node);
     for (auto& [how, nodes] : split)
-      result.push_back({&each, std::move(nodes), how.first, how.second});
+      result.push_back({&each, std::move(nodes), how.first, how.second, {}});
   }
   return result;
 }
 
-std::string filled_in(const std::string& advice, const std::string& nodes) {
-  return str::replace(advice, "NODES", nodes);
+constexpr char nodes_word[] = "NODES";
+
+// Advice is pasted into a shell, so names that no command can take are not in
+// it; `nodes` are all.
+std::vector<std::string> filled_in(const std::vector<std::string>& advice,
+                                   const std::vector<std::string>& nodes) {
+  const names_apart names = apart(nodes);
+  const std::string fit = TokenizedHost::get_merged_hosts(names.fit);
+  const std::string count = std::to_string(names.odd.size());
+  const bool is_one = names.odd.size() == 1;
+  std::vector<std::string> result;
+  bool is_told = false;
+  for (const std::string& each : advice) {
+    const bool has_nodes = each.find(nodes_word) != each.npos;
+    if (!has_nodes || names.odd.empty()) {
+      result.push_back(str::replace(each, nodes_word, fit));
+      continue;
+    }
+    if (!fit.empty()) result.push_back(str::replace(each, nodes_word, fit));
+    if (!std::exchange(is_told, true))
+      result.push_back(count +
+                       (is_one ? " name that no command can take is left out"
+                               : " names that no command can take are left "
+                                 "out"));
+  }
+  return result;
 }
 
 // Whether a trouble that was there before is not the same any more.
@@ -134,9 +195,10 @@ void put_texts(finding& into, const hit& what) {
   into.score = what.score;
   into.level = severity_of(what.score);
   into.causes = what.check->causes;
-  const std::string nodes = TokenizedHost::get_merged_hosts(into.nodes);
-  for (const std::string& each : what.check->advice)
-    into.advice.push_back(filled_in(each, nodes));
+  into.advice = filled_in(what.check->advice, into.nodes);
+  into.is_of_change =
+      what.what == shape::changed ||
+      (what.what == shape::everywhere && what.check->what.kind != rule::growth);
 }
 
 void put_origin(finding& into, const hit& what, const finding_maker& with) {
@@ -184,6 +246,31 @@ std::string fingerprint_of(const finding& of, const hit_group& group,
   return in_hexadecimal(first.value()) + in_hexadecimal(second.value());
 }
 
+// Of a group that is accepted on some of its nodes only.
+void put_accepted_part(made_finding& into, const hit_group& group,
+                       const run_view& run) {
+  std::vector<std::uint32_t> accepted, others;
+  const auto& all = group.parts.front()->accepted_nodes;
+  for (const std::uint32_t node : group.nodes)
+    (std::binary_search(all.begin(), all.end(), node) ? accepted : others)
+        .push_back(node);
+  if (accepted.empty() || others.empty()) return;
+  for (const std::uint32_t node : accepted)
+    into.what.accepted_nodes.push_back(run.data().nodes[node]);
+  // In front, where no report cuts it off.
+  into.what.message = "accepted on " + std::to_string(accepted.size()) +
+                      " of its " + std::to_string(group.nodes.size()) +
+                      " nodes; " + into.what.message;
+  into.nodes = std::move(others);
+  const auto stays = [&](const auto& cell) {
+    return !std::binary_search(accepted.begin(), accepted.end(), cell.second);
+  };
+  const auto border =
+      std::stable_partition(into.cells.begin(), into.cells.end(), stays);
+  into.accepted_cells.assign(border, into.cells.end());
+  into.cells.erase(border, into.cells.end());
+}
+
 made_finding made_of(const hit_group& group, const finding_maker& with) {
   const hit_part& lead = *group.parts.front();
   const hit& what = *lead.of;
@@ -216,6 +303,7 @@ made_finding made_of(const hit_group& group, const finding_maker& with) {
             trouble_key(*part->of, key, with.run.data().nodes[node]));
     }
   }
+  put_accepted_part(result, group, with.run);
   return result;
 }
 
@@ -258,8 +346,11 @@ trouble_set troubles_of(const std::vector<hit>& hits, const run_view& run,
 std::vector<made_finding> finding_maker::make(
     const std::vector<hit>& hits) const {
   const std::vector<hit_part> parts = parts_of(hits, *this);
+  std::vector<hit_group> grouped = group_hits(parts);
+  fold_absences(grouped, run);
   std::vector<made_finding> result;
-  for (const hit_group& group : group_hits(parts))
+  result.reserve(grouped.size());
+  for (const hit_group& group : grouped)
     result.push_back(made_of(group, *this));
   put_worst_first(result);
   return result;

@@ -20,9 +20,9 @@ namespace zelk::check {
 // A finding, and the cells of the reports that it stands in.
 struct made_finding {
   finding what;
-  std::vector<std::uint32_t> nodes;
+  std::vector<std::uint32_t> nodes;  // for which it is not accepted, if any
   // Provider and node; a part of a finding may be of another provider.
-  std::vector<std::pair<std::uint32_t, std::uint32_t>> cells;
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> cells, accepted_cells;
   bool is_of_answers = false;
   // Keys of its troubles, for finding out since when it is there.
   std::vector<std::uint64_t> troubles;

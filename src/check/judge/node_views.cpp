@@ -108,6 +108,9 @@ class node_table {
     if (found.is_of_answers && state != cell_state::accepted) return;
     for (const auto& [provider, node] : found.cells)
       raise(result_.nodes[node].cells[column_of_[provider]], state);
+    for (const auto& [provider, node] : found.accepted_cells)
+      raise(result_.nodes[node].cells[column_of_[provider]],
+            cell_state::accepted);
   }
 
  private:
@@ -116,15 +119,21 @@ class node_table {
   std::vector<std::size_t> column_of_;  // by provider
 };
 
-// Whether at least one provider told something that can be judged.
+// Whether at least one provider told something that can be judged. That it
+// answered is not enough: of a fact that could not be read nothing is known.
 bool is_known(const run_view& run, std::size_t node) {
-  const auto& providers = run.data().providers;
-  for (std::size_t i = 0; i < providers.size(); ++i) {
-    if (node >= providers[i].answers.size() || run.is_stale(i, node)) continue;
-    const answer what = providers[i].answers[node].what;
-    if (what == answer::ok || what == answer::incomplete) return true;
-  }
-  return false;
+  const auto has_answered = [&](std::uint32_t number) {
+    const auto& answers = run.data().providers[number].answers;
+    return node < answers.size() && !run.is_stale(number, node) &&
+           (answers[node].what == answer::ok ||
+            answers[node].what == answer::incomplete);
+  };
+  return std::any_of(run.columns().begin(), run.columns().end(),
+                     [&](const column_view& column) {
+                       return column.provider != no_provider &&
+                              run.value(column, node) != unknown_value &&
+                              has_answered(column.provider);
+                     });
 }
 
 verdict verdict_of(severity worst, bool known) {

@@ -168,9 +168,10 @@ void write_node_section(markup& out, const page_view& view,
   const auto found = odd.find(node.name);
   if (found != odd.end()) write_odd_values(out, found->second);
   write_error_output(out, view, node);
-  write_command(out, "zelk-check --run " +
-                         std::to_string(view.what.run.number) +
-                         " --show node " + clipped(node.name, 200));
+  if (fits_a_command(node.name))
+    write_command(
+        out, "zelk-check --run " + std::to_string(view.what.run.number) +
+                 datastore_words(view.options) + " --show node " + node.name);
 }
 
 // The worst first; healthy nodes that have a section last.

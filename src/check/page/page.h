@@ -60,6 +60,8 @@ struct page_options {
   // For "how this was made"; what is empty is left out.
   std::string cluster, host, user, program_version, command_line;
   std::string configuration, datastore;
+  // What a copied command needs to speak of the same datastore: "--db FILE".
+  std::string same_datastore;
   // The judgement as JSON, for the page to carry; none: it carries none.
   std::function<void(const judgement&, std::ostream&)> json;
   // The end of what a provider (a column's name) wrote to its standard error on

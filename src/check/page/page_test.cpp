@@ -231,7 +231,7 @@ TEST(write_page, keeps_large_clusters_below_five_mebibytes) {
 
 TEST(write_page, leaves_out_until_it_fits_and_says_what) {
   page_options options = usual();
-  options.max_size = 400 * 1024;
+  options.max_size = std::size_t{400} * 1024;
   std::ostringstream out;
   const page_result result = write_page(cluster_of(1000), options, out);
   EXPECT_TRUE(result.fits);
@@ -301,6 +301,24 @@ TEST(page_figure, is_nothing_for_what_is_not_there) {
   EXPECT_FALSE(page_figure(example_judgement(), usual(), "x"));
   EXPECT_FALSE(page_figure(nothing(), usual(), "heatmap"));
   EXPECT_TRUE(page_figure_names(nothing()).empty());
+}
+
+// What can be copied is pasted into a shell.
+TEST(write_page, has_no_command_with_a_name_that_none_can_take) {
+  judgement judged = example_judgement();
+  judged.findings[1].nodes = {"a b; reboot", "node071"};
+  for (node_view& each : judged.nodes)
+    if (each.name == "node020") each.name = "a b; reboot";
+  page_options options = usual();
+  options.same_datastore = "--db /data/x.db";
+  std::ostringstream out;
+  write_page(judged, options, out);
+  const std::string text = out.str();
+  EXPECT_NE(text.find("a b; reboot"), text.npos);
+  EXPECT_EQ(text.find("--show node a b"), text.npos);
+  EXPECT_NE(text.find("--run 412 --db /data/x.db --show node node071"),
+            text.npos);
+  EXPECT_EQ(text.find("copy\">a b"), text.npos);
 }
 
 }  // namespace

@@ -30,8 +30,18 @@ void write_nodes(markup& out, const page_view& view,
   }
   out.leaf("span", {{"class", "count"}}, count_text(nodes.size(), "node"));
   out.raw(" ");
-  out.leaf("code", {{"class", "copy"}},
-           clipped(folded(nodes), view.limits.folded_bytes));
+  // What is copied is pasted: names that no command can take stand beside it.
+  constexpr std::size_t most_odd_names = 8;
+  const names_apart names = apart(nodes);
+  if (!names.fit.empty())
+    out.leaf("code", {{"class", "copy"}},
+             clipped(folded(names.fit), view.limits.folded_bytes));
+  for (std::size_t i = 0; i < names.odd.size() && i < most_odd_names; ++i) {
+    out.raw(" ");
+    write_node(out, view, names.odd[i]);
+  }
+  if (names.odd.size() > most_odd_names)
+    out.text(" and " + count_text(names.odd.size() - most_odd_names) + " more");
 }
 
 void write_finding_link(markup& out, const page_view& view,
@@ -53,6 +63,10 @@ void write_run(markup& out, const run_info& run) {
   out.raw("run ").text(std::to_string(run.number));
   if (!run.label.empty())
     out.raw(" \u201c").text(clipped(run.label, 80)).raw("\u201d");
+}
+
+std::string datastore_words(const page_options& options) {
+  return options.same_datastore.empty() ? "" : " " + options.same_datastore;
 }
 
 void write_command(markup& out, std::string_view command) {

@@ -142,6 +142,7 @@ void change_all(std::vector<std::string>& of, Change change) {
 template <typename Change>
 void change_finding(finding& of, Change change) {
   change_all(of.nodes, change);
+  change_all(of.accepted_nodes, change);
   for (std::string* one : {&of.title, &of.reference, &of.message})
     *one = change(*one);
   for (node_value& one : of.values)
@@ -328,7 +329,8 @@ void redact(judgement& what, page_options& options) {
                [&](const std::string& text) { return names->name(text); });
   for (std::string* text :
        {&options.title, &options.cluster, &options.host, &options.user,
-        &options.command_line, &options.configuration, &options.datastore})
+        &options.command_line, &options.configuration, &options.datastore,
+        &options.same_datastore})
     *text = names->name(*text);
   if (!options.error_output) return;
   auto back = std::make_shared<text_map>();

@@ -36,6 +36,11 @@ TEST(redact, leaves_no_name_anywhere_on_the_page) {
   };
   judgement what = example_judgement();
   what.findings[0].message = "ssh: node037.alpha.example.org: no route";
+  what.findings[0].accepted_nodes = {"node037"};
+  options.same_datastore = "--db /data/node037/x.db";
+  options.json = [](const judgement& of, std::ostream& out) {
+    out << '"' << of.findings[0].accepted_nodes.front() << '"';
+  };
   std::ostringstream page;
   write_page(what, options, page);
   EXPECT_EQ(page.str().find("node0"), std::string::npos);

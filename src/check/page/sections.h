@@ -52,6 +52,8 @@ void write_finding_link(markup& out, const page_view& view,
 void write_time(markup& out, std::int64_t usec);
 void write_run(markup& out, const run_info& run);
 // A line with something to copy.
+// " --db /data/nightly.db"; "" when there is nothing to say.
+std::string datastore_words(const page_options& options);
 void write_command(markup& out, std::string_view command);
 // A text of a node, its lines one under the other. Requires: it is clipped.
 void write_value(markup& out, std::string_view text);

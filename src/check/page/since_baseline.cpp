@@ -186,8 +186,9 @@ void write_since_baseline(markup& out, const page_view& view) {
     section_head(out, "h-since", "Since the baseline",
                  "There is no baseline to compare with. Once a run is as it "
                  "should be, mark it:");
-    write_command(
-        out, "zelk-db baseline set " + std::to_string(view.what.run.number));
+    write_command(out, "zelk-db baseline set " +
+                           std::to_string(view.what.run.number) +
+                           datastore_words(view.options));
     return;
   }
   section_head(

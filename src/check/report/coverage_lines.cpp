@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <map>
+#include <string_view>
 #include <tuple>
+#include <unordered_set>
 #include <utility>
 
 #include "src/check/report/phrases.h"
@@ -83,6 +85,7 @@ void write_changes(const judgement& judged, const report_options& options,
     return;
   out << "   a change on every node is usually intended:  zelk-db accept "
       << shell_word(excerpt_of(changes.front()->check, most_word))
+      << (options.same_datastore.empty() ? "" : " " + options.same_datastore)
       << " --reason TEXT\n";
 }
 
@@ -153,6 +156,19 @@ void add_unread_rows(const judgement& judged, std::vector<report_row>& rows) {
         "not readable", names_of(judged, nodes),
         unread_text(excerpt_of(provider, most_word), facts[key]), reason));
   }
+}
+
+// Results came, and of none of them a fact.
+void add_unknown_row(const judgement& judged, std::vector<report_row>& rows) {
+  const std::vector<std::string> silent = silent_nodes(judged);
+  const std::unordered_set<std::string_view> told(silent.begin(), silent.end());
+  std::vector<std::string> nodes;
+  for (const node_view& each : judged.nodes)
+    if (each.what == verdict::unknown && !told.contains(each.name))
+      nodes.push_back(each.name);
+  if (!nodes.empty())
+    rows.push_back(gap_row("unknown", nodes, "",
+                           "nothing that came of them could be judged"));
 }
 
 report_row accepted_row(const finding& found) {
@@ -233,6 +249,7 @@ std::string not_judged_text(const judgement& judged) {
 
 std::vector<report_row> not_judged_rows(const judgement& judged) {
   std::vector<report_row> rows;
+  add_unknown_row(judged, rows);
   for (const coverage_group& group : judged.coverage)
     if (is_a_gap(group) && !is_told_by_a_finding(judged, group))
       rows.push_back(gap_row(

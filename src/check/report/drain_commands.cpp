@@ -54,13 +54,13 @@ bool is_node_name(const std::string& name) {
   std::string upper = name;
   for (char& c : upper)
     c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return is_safe_name(name) && upper != "ALL" && upper != "DEFAULT";
+  return fits_a_command(name) && upper != "ALL" && upper != "DEFAULT";
 }
 
-// Of an id or a word nothing but what is_safe_name() takes.
+// Of an id or a word nothing but what fits_a_command() takes.
 std::string reason_of(const finding& found) {
   std::string word = found.drain_word.empty() ? found.check : found.drain_word;
-  if (!is_safe_name(word)) word = "finding";
+  if (!fits_a_command(word)) word = "finding";
   std::string reason = owner + word;
   if (reason.size() > most_reason) return reason.substr(0, most_reason);
   const std::string distance = distance_word(found);

@@ -97,12 +97,15 @@ std::string fact_text(const check_definition& check, const judgement* judged) {
   return plain;
 }
 
-std::string seen_line(const node_value& value) {
+std::string seen_line(const node_value& value, const finding& found) {
   std::string line = padded(excerpt_of(value.node, 40), 10) + "  " +
                      excerpt_of(value.value, 60);
   if (value.z) line += fmt::format("  z {:.1f}", *value.z);
   if (value.delta_percent)
     line += fmt::format("  {:+.1f} %", *value.delta_percent);
+  if (std::find(found.accepted_nodes.begin(), found.accepted_nodes.end(),
+                value.node) != found.accepted_nodes.end())
+    line += "  accepted";
   return line;
 }
 
@@ -111,12 +114,16 @@ std::string seen_text(const std::string& id, const judgement* judged) {
   std::vector<std::string> lines;
   for (const finding& found : judged->findings) {
     if (found.check != id) continue;
+    if (!found.accepted_nodes.empty())
+      lines.push_back(fmt::format(
+          "accepted on {} of its {} nodes:", found.accepted_nodes.size(),
+          found.nodes.size()));
     if (found.values.empty() || found.values.size() > most_seen)
       lines.push_back(folded_and_counted(found.nodes) + "  " +
                       excerpt_of(found.message, most_text));
     else
       for (const node_value& value : found.values)
-        lines.push_back(seen_line(value));
+        lines.push_back(seen_line(value, found));
   }
   if (lines.empty())
     return fmt::format("nowhere in run {}", judged->run.number);
@@ -149,9 +156,13 @@ void write_explanation(const check_definition& check, const judgement* judged,
   lines.add("seen now", seen_text(check.id, judged));
   lines.add("causes", joined(check.causes, ", "));
   lines.add("try next", joined(check.advice, "\n"));
-  lines.add("accept",
-            fmt::format("zelk-db accept {} -w NODES --reason TEXT --until DATE",
-                        shell_word(check.id)));
+  lines.add(
+      "accept",
+      fmt::format(
+          "zelk-db accept {}{} -w NODES --reason TEXT --until "
+          "DATE",
+          shell_word(check.id),
+          options.same_datastore.empty() ? "" : " " + options.same_datastore));
   if (!check.file.empty())
     lines.add("defined in", fmt::format("{}:{}", check.file, check.line));
 }

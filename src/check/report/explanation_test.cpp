@@ -124,6 +124,30 @@ TEST(write_explanation, keeps_to_the_width_of_the_terminal) {
     EXPECT_LE(line.size(), 80) << line;
 }
 
+TEST(write_explanation, tells_for_which_nodes_it_is_accepted) {
+  judgement judged = example_judgement();
+  for (finding& each : judged.findings)
+    if (each.check == "stream-low") each.accepted_nodes = {"node088"};
+  const std::string text = explained(stream_low(), &judged);
+  EXPECT_TRUE(holds(text, "accepted on 1 of its 2 nodes:"));
+  for (const std::string& line : lines_of(text)) {
+    if (holds(line, "node088 ")) {
+      EXPECT_TRUE(line.ends_with(" %  accepted")) << line;
+    }
+    if (holds(line, "node013 ")) {
+      EXPECT_FALSE(holds(line, "accepted")) << line;
+    }
+  }
+}
+
+TEST(write_explanation, tells_how_to_accept_in_the_same_datastore) {
+  report_options options;
+  options.same_datastore = "--db x.db";
+  std::ostringstream out;
+  write_explanation(stream_low(), nullptr, options, out);
+  EXPECT_TRUE(holds(out.str(), "zelk-db accept stream-low --db x.db -w NODES"));
+}
+
 TEST(write_check_list, has_a_line_a_check) {
   check_definition second = stream_low();
   second.id = "x";

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "src/check/report/phrases.h"
+#include "src/common/str/str.h"
 #include "src/common/text/size_text.h"
 #include "src/common/text/time_text.h"
 #include "src/common/text/visible_text.h"
@@ -28,7 +29,9 @@ std::string message_of(const judgement& judged, const finding& found) {
   return since.empty() ? message : message + " (" + since + ")";
 }
 
-report_row row_of(const judgement& judged, const finding& found, look how) {
+report_row row_of(const judgement& judged, const finding& found,
+                  const report_options& options) {
+  const look how = {options.colour, options.utf8};
   report_row row;
   row.colour = ink_of(found.level);
   row.mark = how.mark(found.level);
@@ -38,7 +41,8 @@ report_row row_of(const judgement& judged, const finding& found, look how) {
   row.message = message_of(judged, found);
   row.state = state_text(judged, found);
   if (!found.advice.empty() && found.level != severity::informational)
-    row.more = {"try: " + excerpt_of(found.advice.front(), most_message)};
+    row.more = {"try: " + excerpt_of(advice_text(found.advice.front(), options),
+                                     most_message)};
   return row;
 }
 
@@ -68,14 +72,13 @@ const char* head_of(severity level) {
 std::vector<row_section> by_check(const judgement& judged,
                                   const finding_pointers& shown,
                                   const report_options& options) {
-  const look how = {options.colour, options.utf8};
   std::vector<row_section> sections;
   for (const severity level :
        {severity::critical, severity::warning, severity::informational}) {
     row_section section{ink_of(level), head_of(level), {}, 0, {}};
     for (const finding* found : shown)
       if (found->level == level)
-        add_row(section, row_of(judged, *found, how), options.limit_rows);
+        add_row(section, row_of(judged, *found, options), options.limit_rows);
     if (!section.rows.empty()) sections.push_back(std::move(section));
   }
   return sections;
@@ -93,11 +96,10 @@ std::string class_head(const class_view& group) {
 row_section section_of(const judgement& judged, const finding_pointers& shown,
                        std::string head, const std::string& class_name,
                        const report_options& options) {
-  const look how = {options.colour, options.utf8};
   row_section section{ink::strong, std::move(head), {}, 0, {}};
   for (const finding* found : shown)
     if (found->class_name == class_name)
-      add_row(section, row_of(judged, *found, how), options.limit_rows);
+      add_row(section, row_of(judged, *found, options), options.limit_rows);
   return section;
 }
 
@@ -144,7 +146,6 @@ std::vector<node_group> like_nodes(const judgement& judged,
 std::vector<row_section> by_node(const judgement& judged,
                                  const finding_pointers& shown,
                                  const report_options& options) {
-  const look how = {options.colour, options.utf8};
   row_section section{ink::strong, "NODES", {}, 0, {}};
   std::size_t groups = 0;
   for (const node_group& group : like_nodes(judged, shown)) {
@@ -154,7 +155,7 @@ std::vector<row_section> by_node(const judgement& judged,
     }
     bool first = true;
     for (const std::size_t index : group.findings) {
-      report_row row = row_of(judged, *shown[index], how);
+      report_row row = row_of(judged, *shown[index], options);
       row.nodes = std::exchange(first, false) ? node_set_text(group.nodes) : "";
       row.count = row.nodes.empty() ? 0 : group.nodes.size();
       row.more.clear();
@@ -166,6 +167,18 @@ std::vector<row_section> by_node(const judgement& judged,
 }
 
 }  // namespace
+
+std::string advice_text(const std::string& advice,
+                        const report_options& options) {
+  std::string result = advice;
+  if (!options.same_run.empty())
+    result = str::replace(result, "zelk-check --",
+                          "zelk-check " + options.same_run + " --");
+  if (!options.same_datastore.empty())
+    result = str::replace(result, "zelk-db accept ",
+                          "zelk-db accept " + options.same_datastore + " ");
+  return result;
+}
 
 std::string state_text(const judgement& judged, const finding& found) {
   return judged.baseline ? name_of(found.state) : "";

@@ -26,6 +26,10 @@ struct row_section {
 std::vector<row_section> finding_sections(const judgement& judged,
                                           const report_options& options);
 
+// Of a finding, with the commands in it speaking of the same run.
+std::string advice_text(const std::string& advice,
+                        const report_options& options);
+
 // "new"; "" when there is no baseline.
 std::string state_text(const judgement& judged, const finding& found);
 

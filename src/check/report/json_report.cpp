@@ -64,7 +64,7 @@ void put_value(json& object, const char* key, const std::string& text) {
 }
 
 void put_nodes(json& object, const std::vector<std::string>& nodes) {
-  object["nodeset"] = node_set_text(nodes);
+  object["nodeset"] = command_set(nodes);
   object["nodes"] = nodes;
 }
 
@@ -149,6 +149,11 @@ json json_of(const finding& found) {
     put_time(object["since"], "start", found.since->started_usec);
   }
   if (found.accepted) object["accepted"] = json_of(*found.accepted);
+  if (!found.accepted_nodes.empty()) {
+    json part = json::object();
+    put_nodes(part, found.accepted_nodes);
+    object["accepted_on"] = std::move(part);
+  }
   return object;
 }
 
@@ -351,7 +356,7 @@ void write_head(const judgement& judged, const report_options& options,
   to.member("run", json_of(judged.run));
   if (judged.baseline) to.member("baseline", json_of(*judged.baseline));
   to.member("verdict", name_of(judged.overall));
-  to.member("status", exit_status(judged, options.threshold));
+  to.member("status", exit_status(judged, options.threshold, options.only_new));
   to.member("counts", json_of(judged.counts));
   to.member("judged_with", json_of(judged.with));
   json filter = {

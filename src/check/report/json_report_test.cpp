@@ -54,6 +54,20 @@ TEST(json_report, has_a_schema_that_refuses_what_is_not_its_own) {
   EXPECT_TRUE(holds(found, "'extra' was unexpected"));
 }
 
+TEST(json_report, tells_for_which_nodes_a_finding_is_accepted) {
+  judgement judged = example_judgement();
+  judged.findings[1].nodes = {"node071", "a b"};
+  judged.findings[1].accepted_nodes = {"a b", "node071"};
+  const json document = parsed(judged);
+  const json found = document["findings"][1];
+  EXPECT_EQ(found["accepted_on"]["nodes"].size(), 2);
+  EXPECT_EQ(found["accepted_on"]["nodeset"], "node071");
+  EXPECT_EQ(found["nodeset"], "node071");
+  EXPECT_EQ(found["nodes"][1], "a b");
+  if (!python_has("jsonschema")) GTEST_SKIP() << "no python3-jsonschema";
+  EXPECT_EQ(complaints(report_of(judged, report_form::json)), "");
+}
+
 TEST(json_report, says_what_is_shown_on_a_terminal) {
   const json document = parsed(example_judgement());
   EXPECT_EQ(document["schema"], "zelkara.check/1");

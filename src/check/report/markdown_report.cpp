@@ -34,7 +34,7 @@ std::string markdown_text(const std::string& text) {
 std::string markdown_nodes(const std::vector<std::string>& nodes) {
   const std::string names = node_set_text(nodes);
   const bool plain =
-      names.find_first_of("`|\\<>&") == std::string::npos && !names.empty();
+      names.find_first_of("`|\\<>&'") == std::string::npos && !names.empty();
   return fmt::format("{} ({})",
                      plain ? "`" + names + "`" : markdown_text(names),
                      nodes.size());

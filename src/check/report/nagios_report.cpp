@@ -68,7 +68,8 @@ std::vector<const finding*> worth_telling(const judgement& judged,
 
 std::string first_line(const judgement& judged, const report_options& options) {
   std::string line = fmt::format(
-      "ZELKARA {} - {}", word_of(exit_status(judged, options.threshold)),
+      "ZELKARA {} - {}",
+      word_of(exit_status(judged, options.threshold, options.only_new)),
       counts_text(judged));
   const std::vector<const finding*> told = worth_telling(judged, options);
   for (std::size_t i = 0; i < told.size(); ++i) {

@@ -23,17 +23,15 @@ bool is_continuation(char c) {
   return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
 }
 
-bool has_changed(const node_value& value) {
-  return !value.before.empty() && value.before != value.value;
-}
+constexpr std::size_t most_odd_names = 8;
+constexpr std::size_t most_of_a_name = 80;  // characters
 
-// Letters of other scripts stay: they mean nothing to anyone but people.
-std::string tamed(std::string name) {
-  for (char& c : name)
-    if (static_cast<unsigned char>(c) < 0x80 && !is_one_of(c, "._-:+=%/"))
-      c = '%';
-  if (name.starts_with('-')) name.front() = '%';
-  return name;
+// In quotes, with none inside: what is copied is one word to a shell.
+std::string odd_name(const std::string& name) {
+  std::string shown = "'";
+  for (const char c : excerpt_of(name, most_of_a_name))
+    shown += c == '\'' ? std::string("\\x27") : std::string(1, c);
+  return shown + "'";
 }
 
 std::string value_words(const std::string& value) {
@@ -51,13 +49,18 @@ std::string without_trailing_zeros(std::string digits) {
 }  // namespace
 
 std::string node_set_text(const std::vector<std::string>& nodes) {
-  if (std::all_of(nodes.begin(), nodes.end(), is_safe_name))
-    return TokenizedHost::get_merged_hosts(nodes);
-  std::vector<std::string> tame;
-  tame.reserve(nodes.size());
-  for (const std::string& name : nodes)
-    tame.push_back(tamed(name));
-  return text::visible_text(TokenizedHost::get_merged_hosts(tame));
+  const names_apart names = apart(nodes);
+  std::string result = TokenizedHost::get_merged_hosts(names.fit);
+  const std::size_t shown = std::min(names.odd.size(), most_odd_names);
+  for (std::size_t i = 0; i < shown; ++i)
+    result += (result.empty() ? "" : ",") + odd_name(names.odd[i]);
+  if (shown < names.odd.size())
+    result += fmt::format(" and {} more", names.odd.size() - shown);
+  return result;
+}
+
+std::string command_set(const std::vector<std::string>& nodes) {
+  return TokenizedHost::get_merged_hosts(apart(nodes).fit);
 }
 
 std::string folded_and_counted(const std::vector<std::string>& nodes) {
@@ -128,16 +131,16 @@ std::string shell_word(std::string_view text) {
   return quoted + "'";
 }
 
-bool is_safe_name(std::string_view name) {
-  return !name.empty() && name.front() != '-' && name.front() != '.' &&
-         name.size() <= 255 &&
-         std::all_of(name.begin(), name.end(),
-                     [](char c) { return is_one_of(c, "._-"); });
+std::string left_out_words(std::size_t names) {
+  return names == 1
+             ? "1 name that no command can take is left out"
+             : fmt::format("{} names that no command can take are left out",
+                           names);
 }
 
 bool is_change(const finding& found) {
-  return found.level == severity::informational && !found.values.empty() &&
-         std::all_of(found.values.begin(), found.values.end(), has_changed);
+  return found.is_of_change && found.level == severity::informational &&
+         !found.values.empty();
 }
 
 bool is_gap(const finding& found) {

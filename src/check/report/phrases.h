@@ -16,10 +16,13 @@
 
 namespace zelk::check {
 
-// "node[013,088]". A byte with a meaning to a shell or in a node set, of a name
-// that should never have had it, is written as "%": what is copied from a
-// report names no other node, no group and no option.
+// "node[013,088]". A name that no command can take stands behind those that
+// one can, in quotes and with what is not printable written out: it is known
+// again, and what is copied names no other node, no group and no option.
 std::string node_set_text(const std::vector<std::string>& nodes);
+
+// The same of those that a command can take only; "" of none.
+std::string command_set(const std::vector<std::string>& nodes);
 
 // "node[013,088] (2)"
 std::string folded_and_counted(const std::vector<std::string>& nodes);
@@ -43,12 +46,11 @@ std::optional<std::string> machine_time(std::int64_t usec);
 // `text`, in single quotes where a shell would see more in it than one word.
 std::string shell_word(std::string_view text);
 
-// Whether a name can stand in a command as it is: letters, digits, dots,
-// dashes, underscores, no dash in front.
-bool is_safe_name(std::string_view name);
+// "2 names that no command can take are left out".
+std::string left_out_words(std::size_t names);
 
-// Whether the finding tells of a change that is no trouble in itself: all its
-// nodes have another value than in the baseline.
+// Whether the finding tells of a change that is no trouble in itself. One that
+// is odd among its peers, and was not in the baseline, is none: it is new.
 bool is_change(const finding& found);
 
 // Whether the finding tells that something could not be judged, and not that

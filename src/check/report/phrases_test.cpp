@@ -17,15 +17,22 @@ TEST(node_set_text, is_what_cluster_tools_read) {
 }
 
 // Pasted behind -w or into a shell, such a name would be an option, a group, a
-// command: it must be seen and do nothing.
-TEST(node_set_text, tames_names_that_mean_something_else) {
-  EXPECT_EQ(node_set_text({"-oProxyCommand=id"}), "%oProxyCommand=id");
-  EXPECT_EQ(node_set_text({"@all"}), "%all");
-  EXPECT_EQ(node_set_text({"a!b"}), "a%b");
-  EXPECT_EQ(node_set_text({"n$(id)`id`;\n'\""}), "n%%id%%id%%%%%");
-  EXPECT_EQ(node_set_text({"node[1-9]"}), "node%1-9%");
-  EXPECT_EQ(node_set_text({"knoten-\u00e4"}), "knoten-\u00e4");
-  EXPECT_EQ(node_set_text({"a\u202eb"}), "a\\u202eb");
+// command: it must be seen as it is, and do nothing.
+TEST(node_set_text, quotes_names_that_no_command_can_take) {
+  EXPECT_EQ(node_set_text({"-oProxyCommand=id"}), "'-oProxyCommand=id'");
+  EXPECT_EQ(node_set_text({"@all"}), "'@all'");
+  EXPECT_EQ(node_set_text({"a!b"}), "'a!b'");
+  EXPECT_EQ(node_set_text({"n$(id)`id`;\n'\""}), "'n$(id)`id`;\\n\\x27\"'");
+  EXPECT_EQ(node_set_text({"node[1-9]"}), "'node[1-9]'");
+  EXPECT_EQ(node_set_text({"knoten-\u00e4"}), "'knoten-\u00e4'");
+  EXPECT_EQ(node_set_text({"a\u202eb"}), "'a\\u202eb'");
+  EXPECT_EQ(node_set_text({"a b", "n2", "c,d", "n1"}), "n[1-2],'a b','c,d'");
+}
+
+TEST(node_set_text, names_a_few_of_many_odd_names) {
+  EXPECT_EQ(node_set_text(
+                {"0 ", "1 ", "2 ", "3 ", "4 ", "5 ", "6 ", "7 ", "8 ", "9 "}),
+            "'0 ','1 ','2 ','3 ','4 ','5 ','6 ','7 ' and 2 more");
 }
 
 TEST(excerpt_of, cuts_behind_so_many_characters) {
@@ -88,11 +95,11 @@ TEST(shell_word, quotes_what_a_shell_would_change) {
   EXPECT_EQ(shell_word(""), "''");
 }
 
-TEST(is_safe_name, takes_host_names_only) {
-  EXPECT_TRUE(is_safe_name("node-01.cluster_a"));
+TEST(fits_a_command, takes_host_names_only) {
+  EXPECT_TRUE(fits_a_command("node-01.cluster_a"));
   for (const char* name : {"", "-n1", ".n1", "a b", "a,b", "n[1]", "n\n", "@a"})
-    EXPECT_FALSE(is_safe_name(name)) << name;
-  EXPECT_FALSE(is_safe_name(std::string(256, 'n')));
+    EXPECT_FALSE(fits_a_command(name)) << name;
+  EXPECT_FALSE(fits_a_command(std::string(256, 'n')));
 }
 
 TEST(is_change, is_an_informational_finding_of_changed_values) {

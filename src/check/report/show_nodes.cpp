@@ -61,6 +61,7 @@ class node_writer {
 
   const judgement& judged_;
   const run_data& run_;
+  const report_options& options_;
   look how_;
   std::size_t width_;
   std::ostream& out_;
@@ -120,7 +121,8 @@ void node_writer::add_row(std::vector<report_row>& rows, const finding& found,
   row.message = excerpt_of(found.message, most_message);
   row.state = state;
   for (const std::string& advice : found.advice)
-    row.more.push_back("try: " + excerpt_of(advice, most_message));
+    row.more.push_back("try: " +
+                       excerpt_of(advice_text(advice, options_), most_message));
   rows.push_back(std::move(row));
 }
 
@@ -245,6 +247,7 @@ node_writer::node_writer(const judgement& judged, const run_data& run,
                          const report_options& options, std::ostream& out)
     : judged_(judged),
       run_(run),
+      options_(options),
       how_({options.colour, options.utf8}),
       width_(options.width),
       out_(out) {

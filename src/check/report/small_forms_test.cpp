@@ -83,6 +83,17 @@ TEST(nodes_report, is_the_nodes_where_something_is_wrong) {
             "node013\nnode037\nnode071\nnode088\nnode112\n");
 }
 
+// It is made to be read by another program.
+TEST(nodes_report, leaves_names_out_that_no_command_can_take) {
+  judgement judged = example_judgement();
+  judged.findings[0].nodes = {"node037", "a b", "-x"};
+  report_options options;
+  options.min_severity = severity::critical;
+  EXPECT_EQ(report_of(judged, report_form::nodes, options),
+            "node[013,037,071,088]\n");
+  EXPECT_EQ(names_left_out(judged, options), 2);
+}
+
 TEST(markdown_report, is_a_table_and_what_to_try) {
   const std::string text = report_of(example_judgement(), report_form::md);
   EXPECT_TRUE(text.starts_with(

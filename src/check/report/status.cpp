@@ -53,11 +53,12 @@ bool anything_judged(const judgement& judged) {
       [&](const node_view& node) { return was_judged(node, with_reach); });
 }
 
-int exit_status(const judgement& judged, fail_on threshold) {
+int exit_status(const judgement& judged, fail_on threshold, bool only_new) {
   if (!anything_judged(judged)) return status_cannot_tell;
   int worst = status_fine;
   for (const finding& found : judged.findings)
-    worst = std::max(worst, status_of(found.level));
+    if (!only_new || found.state == finding_state::fresh)
+      worst = std::max(worst, status_of(found.level));
   if (threshold == fail_on::never) return status_fine;
   if (threshold == fail_on::critical && worst < status_critical)
     return status_fine;

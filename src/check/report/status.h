@@ -24,7 +24,9 @@ constexpr int status_cannot_tell = 3;
 // `threshold`. When nothing at all was judged, because no node is known or all
 // that came is too old, it is status_cannot_tell, whatever the threshold: that
 // nobody wants to hear of findings does not make silence good.
-int exit_status(const judgement& judged, fail_on threshold = fail_on::warning);
+// With `only_new` findings that the baseline has do not count.
+int exit_status(const judgement& judged, fail_on threshold = fail_on::warning,
+                bool only_new = false);
 
 // Whether there is a node that anything could be said of.
 bool anything_judged(const judgement& judged);

@@ -74,5 +74,18 @@ TEST(read_fail_on, knows_three_words) {
   EXPECT_FALSE(read_fail_on("Warning"));
 }
 
+TEST(exit_status, counts_only_what_is_new_when_asked_for) {
+  judgement judged = example_judgement();
+  EXPECT_EQ(exit_status(judged, fail_on::warning, true), status_critical);
+  for (finding& each : judged.findings)
+    each.state = finding_state::unchanged;
+  EXPECT_EQ(exit_status(judged, fail_on::warning, true), status_fine);
+  EXPECT_EQ(exit_status(judged, fail_on::warning, false), status_critical);
+  judged.findings.front().state = finding_state::fresh;
+  EXPECT_EQ(exit_status(judged, fail_on::warning, true), status_critical);
+  judged.nodes.clear();
+  EXPECT_EQ(exit_status(judged, fail_on::never, true), status_cannot_tell);
+}
+
 }  // namespace
 }  // namespace zelk::check

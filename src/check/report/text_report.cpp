@@ -131,6 +131,15 @@ const finding* to_explain(const std::vector<const finding*>& shown) {
   return nullptr;
 }
 
+// The first that a command can take; "" when there is none.
+std::string node_to_show(const std::vector<const finding*>& shown) {
+  for (const finding* found : shown)
+    if (!is_gap(*found) && !is_change(*found))
+      for (const std::string& name : found->nodes)
+        if (fits_a_command(name)) return name;
+  return "";
+}
+
 struct next_command {
   std::string line, why;
 };
@@ -148,14 +157,9 @@ std::vector<next_command> next_commands(const judgement& judged,
         {fmt::format("{} --explain {}", program,
                      shell_word(text::visible_text(found->check))),
          "what it means and how it is computed"});
-  for (const finding* found : shown)
-    if (!is_gap(*found) && !is_change(*found) && !found->nodes.empty()) {
-      commands.push_back(
-          {fmt::format("{} --show node {}", program,
-                       shell_word(node_set_text({found->nodes[0]}))),
-           "all that is known of it"});
-      break;
-    }
+  if (const std::string name = node_to_show(shown); !name.empty())
+    commands.push_back({fmt::format("{} --show node {}", program, name),
+                        "all that is known of it"});
   const bool critical =
       std::any_of(shown.begin(), shown.end(), [](const finding* found) {
         return found->level == severity::critical && !is_gap(*found);
@@ -166,14 +170,16 @@ std::vector<next_command> next_commands(const judgement& judged,
   return commands;
 }
 
-void write_next(const std::vector<next_command>& commands, std::ostream& out) {
-  if (commands.empty()) return;
+void write_next(const std::vector<next_command>& commands, std::size_t odd,
+                std::ostream& out) {
+  if (commands.empty() && odd == 0) return;
   std::size_t width = 0;
   for (const next_command& each : commands)
     width = std::max(width, display_width(each.line));
   out << "\nNext:\n";
   for (const next_command& each : commands)
     out << "  " << padded(each.line, width) << "   " << each.why << '\n';
+  if (odd > 0) out << "  " << left_out_words(odd) << '\n';
 }
 
 }  // namespace
@@ -198,7 +204,8 @@ void write_text(const judgement& judged, const report_options& options,
   out << '\n';
   write_since_baseline(judged, options, out);
   write_not_judged(judged, gaps, layout, out);
-  write_next(next_commands(judged, options), out);
+  write_next(next_commands(judged, options), names_left_out(judged, options),
+             out);
 }
 
 }  // namespace zelk::check

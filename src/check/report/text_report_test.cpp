@@ -247,6 +247,49 @@ TEST(text_report, gives_commands_that_speak_of_the_same_run) {
                     "  zelk-check --run 405 --explain stream-low "));
 }
 
+TEST(text_report, has_no_command_with_a_name_that_none_can_take) {
+  judgement judged = example_judgement();
+  for (finding& each : judged.findings)
+    if (each.check != "kernel-changed") each.nodes = {"a b"};
+  std::string text = text_of(judged);
+  EXPECT_TRUE(holds(text, "'a b'"));
+  EXPECT_FALSE(holds(text, "--show node"));
+  EXPECT_TRUE(holds(text, "\n  1 name that no command can take is left out\n"));
+  judged.findings[1].nodes = {"a b", "node071"};
+  text = text_of(judged);
+  EXPECT_TRUE(holds(text, "--show node node071 "));
+}
+
+TEST(text_report, tells_how_to_accept_in_the_same_datastore) {
+  report_options options;
+  options.same_datastore = "--db /data/x.db";
+  EXPECT_TRUE(holds(text_of(example_judgement(), options),
+                    "zelk-db accept kernel-changed --db /data/x.db --reason"));
+}
+
+// One that is odd among its peers is another thing than one that changed,
+// whatever it was before.
+TEST(text_report, calls_only_changes_changed) {
+  judgement judged = example_judgement();
+  finding odd = judged.findings[1];
+  odd.check = "uptime-odd";
+  odd.level = severity::informational;
+  odd.message = "79 h; median of 30 peers 33 d";
+  odd.values = {{odd.nodes[0], "79 h", "50 h", {}, {}, {}}};
+  judged.findings = {odd};
+  const std::string text = text_of(judged);
+  EXPECT_TRUE(holds(text, "Since the baseline:  1 new   0 unchanged"));
+  EXPECT_FALSE(holds(text, "node changed"));
+  EXPECT_TRUE(holds(text, "i uptime-odd"));
+}
+
+TEST(text_report, names_nodes_of_which_nothing_could_be_judged) {
+  judgement judged = example_judgement();
+  judged.nodes[12].what = verdict::unknown;
+  EXPECT_TRUE(holds(line_with(text_of(judged), " unknown  "),
+                    "nothing that came of them could be judged"));
+}
+
 TEST(shown_findings, come_in_the_order_asked_for) {
   const judgement judged = example_judgement();
   report_options options;

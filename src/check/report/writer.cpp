@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <sstream>
+#include <unordered_set>
 #include <utility>
 
+#include "src/check/report/ascii_text.h"
 #include "src/check/report/forms.h"
 
 namespace zelk::check {
@@ -136,8 +139,19 @@ std::vector<const finding*> shown_findings(const judgement& judged,
   return shown;
 }
 
-void write_report(const judgement& judged, const report_options& options,
-                  std::ostream& out) {
+std::size_t names_left_out(const judgement& judged,
+                           const report_options& options) {
+  std::unordered_set<std::string_view> names;
+  for (const finding* found : shown_findings(judged, options))
+    for (const std::string& name : found->nodes)
+      if (!fits_a_command(name)) names.insert(name);
+  return names.size();
+}
+
+namespace {
+
+void write_form(const judgement& judged, const report_options& options,
+                std::ostream& out) {
   switch (options.form) {
     case report_form::text:
       return write_text(judged, options, out);
@@ -162,6 +176,25 @@ void write_report(const judgement& judged, const report_options& options,
     case report_form::md:
       return write_markdown(judged, options, out);
   }
+}
+
+// A document for programs says by itself how its text is written.
+bool is_document(report_form form) {
+  return form == report_form::json || form == report_form::jsonl ||
+         form == report_form::sarif || form == report_form::junit;
+}
+
+}  // namespace
+
+void write_report(const judgement& judged, const report_options& options,
+                  std::ostream& out) {
+  const bool is_plain =
+      options.ascii || (!options.utf8 && options.form == report_form::text);
+  if (!is_plain || is_document(options.form))
+    return write_form(judged, options, out);
+  std::ostringstream text;
+  write_form(judged, options, text);
+  out << ascii_text(text.str());
 }
 
 }  // namespace zelk::check

@@ -64,13 +64,15 @@ enum class batch_system : std::uint8_t { slurm };
 struct report_options {
   report_form form = report_form::text;
   bool colour = false;
-  bool utf8 = false;           // else ASCII only, of what we write ourselves
+  bool utf8 = false;           // else the text form is ASCII only
+  bool ascii = false;          // all forms for people and their tables are
   std::size_t width = 0;       // columns of the terminal; 0: never wrap
   std::size_t limit_rows = 0;  // findings of one list; 0: all
   report_grouping group_by = report_grouping::check;
   report_order order = report_order::severity;
 
-  // What is shown. Counts, coverage and the status are always of everything.
+  // What is shown. Counts and coverage are always of everything, and so is the
+  // status but for only_new: who asks for what is new is told of that.
   // Without a least severity each form has its own: warning for the nodes,
   // critical for drain commands, informational for all others.
   std::optional<severity> min_severity;
@@ -82,8 +84,9 @@ struct report_options {
   batch_system batch = batch_system::slurm;
 
   std::string version;  // of the program; "" leaves it out
-  // What a copied command needs to speak of the same run: "--run 412".
-  std::string same_run;
+  // What a copied command needs to speak of the same run, "--run 412", and of
+  // the same datastore, "--db FILE", as zelk-db takes it.
+  std::string same_run, same_datastore;
 };
 
 // Writes `judged` in options.form.
@@ -93,6 +96,11 @@ void write_report(const judgement& judged, const report_options& options,
 // The findings that `options` let through, in the order asked for.
 std::vector<const finding*> shown_findings(const judgement& judged,
                                            const report_options& options);
+
+// How many names, of the nodes that findings shown are about, no command can
+// take: the form nodes has not got them.
+std::size_t names_left_out(const judgement& judged,
+                           const report_options& options);
 
 // Writes the batch system's commands that take the nodes of findings out of
 // service. They are for review and are never run here. A node stands in one

@@ -153,6 +153,23 @@ TEST(read_command_line, refuses_what_it_does_not_understand) {
   }
 }
 
+// A variable of a script that is not set must not mean the usual place.
+TEST(read_command_line, refuses_empty_values) {
+  for (const auto& [given, option] : std::vector<std::pair<words, std::string>>{
+           {{"scan", "--db", ""}, "--db"},
+           {{"scan", "-c", ""}, "--config"},
+           {{"scan", "--run", ""}, "--run"},
+           {{"listen", "--run", ""}, "--run"},
+           {{"scan", "--bad-dir", ""}, "--bad-dir"},
+           {{"listen", "--unsaved-dir", ""}, "--unsaved-dir"}}) {
+    const reading read(given);
+    EXPECT_EQ(read.status, exit_unusable);
+    EXPECT_NE(read.errors.find(option + ": expected a value; found ''"),
+              std::string::npos)
+        << read.errors;
+  }
+}
+
 TEST(read_command_line, helps_wherever_it_is_asked) {
   for (const words& given :
        {words{"--help"}, words{"-h"}, words{"listen", "--nonsense", "-h"},

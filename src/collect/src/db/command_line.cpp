@@ -99,6 +99,14 @@ CLI::Validator number_from(double least, double most) {
   CLI::Validator range = CLI::Range(least, most);
   return range.description("");
 }
+// A variable of a script that is not set means nobody knows what.
+CLI::Validator filled() {
+  return {[](const std::string& value) {
+            return value.empty() ? "expected a value; found ''" : "";
+          },
+          ""};
+}
+
 CLI::Validator size_value() {
   CLI::Validator size = CLI::AsSizeValue(false);
   return size.description("");
@@ -146,10 +154,12 @@ void parser::declare_common() {
   app_.add_flag("--version", version_, "name, version, formats");
   app_.add_option("-c,--config", to_.config_file,
                   "configuration [ZELK_CONFIG, ROOT/etc/zelk.xml]")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check(filled());
   app_.add_option("--db", to_.datastore,
                   "sqlite:PATH or a path [ZELK_DB, the configuration's]")
-      ->type_name("URI");
+      ->type_name("URI")
+      ->check(filled());
   app_.add_option("--wait", to_.wait_sec,
                   "for another process that is writing [30]")
       ->type_name("S")
@@ -201,7 +211,8 @@ void parser::declare_query() {
   query.add_option("SQL", to_.query.sql, "one SELECT; '-' reads stdin")
       ->type_name("");
   query.add_option("--file", to_.query.file, "read the SQL from here")
-      ->type_name("F");
+      ->type_name("F")
+      ->check(filled());
   query.add_option("--format", to_.query.form, "table csv json jsonl [table]")
       ->type_name("FORM");
   query.add_option("--max-rows", to_.query.max_rows, "0: all [100000]")
@@ -231,11 +242,13 @@ void parser::declare_facts() {
   facts
       .add_option("--descriptions", to.descriptions,
                   "their folder [etc/providers]")
-      ->type_name("DIR");
+      ->type_name("DIR")
+      ->check(filled());
   facts
       .add_option("--from-file", to.from_file,
                   "an output in a file, by the description --provider")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check(filled());
   facts.add_option("--exit-status", to.exit_status, "of that output [0]")
       ->type_name("N");
 }
@@ -270,7 +283,9 @@ void parser::declare_accept() {
       ->type_name("TEXT");
   accept.add_option("--until", to.until, "30d, 12h, 2025-12-31 [for good]")
       ->type_name("DATE|DUR");
-  accept.add_option("--run", to.run, "where it was seen")->type_name("RUN");
+  accept.add_option("--run", to.run, "where it was seen")
+      ->type_name("RUN")
+      ->check(filled());
   accept.add_option("--who", to.who, "by [login name]")->type_name("NAME");
   accept.add_flag("--all", to.all, "list: revoked ones, too");
   accept.add_flag("--json", to.json, "as JSON");
@@ -280,7 +295,8 @@ void parser::declare_moving() {
   CLI::App& out = add(command::export_runs, "export", "runs into one file");
   words(out.add_option("RUN", to_.to_file.runs, "runs or ranges [latest]"));
   out.add_option("-o,--output", to_.to_file.output, "the file")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check(filled());
   out.add_flag("--force", to_.to_file.force, "replace it");
 
   CLI::App& in = add(command::import_runs, "import", "runs from such files");
@@ -331,18 +347,24 @@ const CLI::App& parser::wanted_command() const {
   return app_;
 }
 
+// What standard output did not take was not said.
+int checked_output() {
+  if (std::cout.flush()) return accumulate::exit_fine;
+  std::cerr << program << ": standard output could not be written\n";
+  return accumulate::exit_unusable;
+}
+
 int parser::show_help() const {
   const CLI::App& wanted = wanted_command();
-  std::cout << wanted.help(&wanted == &app_ ? "" : program) << std::flush;
-  return accumulate::exit_fine;
+  std::cout << wanted.help(&wanted == &app_ ? "" : program);
+  return checked_output();
 }
 
 int parser::show_version() {
   std::cout << version_text(program,
                             {{"datastore", accumulate::datastore_version},
-                             {"export", archive_version}})
-            << std::flush;
-  return accumulate::exit_fine;
+                             {"export", archive_version}});
+  return checked_output();
 }
 
 int parser::complain(const std::string& text) {

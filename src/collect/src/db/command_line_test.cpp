@@ -60,6 +60,26 @@ TEST(read_command_line, takes_a_dash_for_standard_input) {
             std::vector<std::string>{"-"});
 }
 
+// A variable of a script that is not set must not mean the usual place.
+TEST(read_command_line, refuses_empty_values) {
+  for (const auto& [words, option] :
+       std::vector<std::pair<std::vector<const char*>, std::string>>{
+           {{"runs", "--db", ""}, "--db"},
+           {{"info", "-c", ""}, "--config"},
+           {{"accept", "x", "--run", ""}, "--run"},
+           {{"export", "-o", ""}, "--output"},
+           {{"facts", "--descriptions", ""}, "--descriptions"},
+           {{"facts", "--from-file", ""}, "--from-file"},
+           {{"query", "--file", ""}, "--file"}}) {
+    SCOPED_TRACE(option);
+    const outcome found = read(words);
+    EXPECT_EQ(found.status, 3);
+    EXPECT_NE(found.error.find(option + ": expected a value; found ''"),
+              std::string::npos)
+        << found.error;
+  }
+}
+
 TEST(read_command_line, helps_wherever_it_is_asked) {
   for (const auto& words : std::vector<std::vector<const char*>>{
            {"-h"}, {"--help"}, {"runs", "--help"}, {"nonsense", "-h"}}) {
