@@ -1,12 +1,16 @@
 // Outputs of providers of any bytes, read by every form of declaration.
 
+#include <algorithm>
 #include <array>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "src/common/facts/declaration.h"
+#include "src/common/facts/output_series.h"
 #include "src/common/facts/output_text.h"
+#include "src/common/facts/value_table.h"
 #include "test/fuzz/memory_file.h"
 
 namespace {
@@ -50,7 +54,7 @@ written_facts written_in(const std::string& format) {
   return written;
 }
 
-const declaration& in(std::size_t format) {
+const std::shared_ptr<const declaration>& shared(std::size_t format) {
   static const auto all = [] {
     std::array<std::shared_ptr<const declaration>, formats.size()> made;
     for (std::size_t i = 0; i < formats.size(); ++i) {
@@ -59,7 +63,11 @@ const declaration& in(std::size_t format) {
     }
     return made;
   }();
-  return *all[format];
+  return all[format];
+}
+
+const declaration& in(std::size_t format) {
+  return *shared(format);
 }
 
 void check(const extraction& all) {
@@ -72,6 +80,49 @@ void check(const extraction& all) {
   for (const auto& each : all.unread)
     zelk::require(zelk::facts::is_utf8(each.name) &&
                   zelk::facts::is_utf8(each.reason) && !each.reason.empty());
+}
+
+// A series that has read all the inputs before says what one that has read none
+// says.
+class known_outputs {
+ public:
+  explicit known_outputs(std::size_t format) : format_(format) {}
+
+  void check(std::string_view output, int status, const extraction& alone) {
+    constexpr std::size_t many = 10'000;
+    if (!series_ || values_.size() > many) renew();
+    const auto& read = series_->read(output, status);
+    if (read.cut) return series_.reset();
+    extraction made{read.what, {}, read.unread};
+    for (const auto& each : read.facts)
+      made.facts.push_back(
+          {series_->name(each), values_.at(each.value), series_->traits(each)});
+    std::sort(made.facts.begin(), made.facts.end(),
+              [](const auto& a, const auto& b) { return a.name < b.name; });
+    zelk::require(made == alone);
+  }
+
+ private:
+  void renew() {
+    constexpr std::size_t many_names = 20'000;
+    values_ = zelk::facts::value_table();
+    series_ = std::make_unique<zelk::facts::output_series>(shared(format_),
+                                                           values_, many_names);
+  }
+
+  std::size_t format_;
+  zelk::facts::value_table values_;
+  std::unique_ptr<zelk::facts::output_series> series_;
+};
+
+known_outputs& known(std::size_t format) {
+  static std::vector<known_outputs>& all = *[] {
+    auto* const made = new std::vector<known_outputs>;
+    for (std::size_t each = 0; each < formats.size(); ++each)
+      made->emplace_back(each);
+    return made;
+  }();
+  return all[format];
 }
 
 }  // namespace
@@ -87,6 +138,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
     const extraction first = in(format).read_output(output, data[0] % 4);
     check(first);
     zelk::require(first == in(format).read_output(output, data[0] % 4));
+    known(format).check(output, data[0] % 4, first);
     check(in(format).read_output(output, data[0]));
   }
   return 0;

@@ -46,6 +46,8 @@ class declaration {
   extraction read_output(std::string_view output, int exit_status) const;
 
  private:
+  friend class output_series;
+
   explicit declaration(std::unique_ptr<const compiled_facts> all);
 
   std::unique_ptr<const compiled_facts> all_;

@@ -1,4 +1,5 @@
-// One function for each form of output. Inside this module only.
+// One function for each form of output that is not read line by line
+// (read_lines.h). Inside this module only.
 
 #pragma once
 
@@ -9,13 +10,6 @@
 #include "src/common/facts/gathered.h"
 
 namespace zelk::facts {
-
-// "SOURCE: TEXT" and "KEY=VALUE", by format.
-void read_lines(const compiled_facts& all, std::string_view output,
-                gathered& to);
-
-void read_patterns(const compiled_facts& all, std::string_view output,
-                   gathered& to);
 
 // Nothing of an output that is not JSON to its end is believed: then there is
 // one note.
