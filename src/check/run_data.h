@@ -8,12 +8,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <limits>
-#include <optional>
 #include <string>
 #include <vector>
 
+#include "src/check/node_values.h"
 #include "src/common/facts/fact.h"
+#include "src/common/facts/value_table.h"
 
 namespace zelk::check {
 
@@ -39,22 +39,13 @@ struct provider_answer {
   double duration = 0;          // seconds
 };
 
-// The last value of an index says "none".
-constexpr std::uint32_t no_value = std::numeric_limits<std::uint32_t>::max();
-
-// A value of some fact of some node. Equal ones are held once.
-struct fact_value {
-  std::string text;
-  std::optional<double> number;  // of integers, numbers; booleans are 0 and 1
-};
-
 // One fact, and what each node says of it.
 struct fact_column {
   std::string name;      // "net.eth0.mtu"
   std::string provider;  // its stem, "net_links"
   std::string option;    // of the option set; "" when the provider has one set
   facts::fact_traits traits;
-  std::vector<std::uint32_t> values;  // by node; into run_data::values
+  node_values values;  // by node; into run_data::values
 };
 
 struct run_info {
@@ -95,7 +86,7 @@ struct run_data {
   std::vector<node_notes> notes;   // by node
   std::vector<provider_info> providers;  // by name, option
   std::vector<fact_column> facts;        // by name, provider, option
-  std::vector<fact_value> values;
+  facts::value_table values;
   std::vector<unread_fact> unread;  // by provider, name, reason
 };
 

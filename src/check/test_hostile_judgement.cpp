@@ -197,8 +197,8 @@ run_data hostile_run() {
                            std::nan("")};
   run.providers = {provider};
   for (std::size_t i = 0; i < hostile_texts().size(); ++i)
-    run.values.push_back({hostile_value(i), {}});
-  run.values.push_back({std::string(mebibyte, '\n'), {}});
+    run.values.index_of_text(hostile_value(i));
+  run.values.index_of_text(std::string(mebibyte, '\n'));
   fact_column fact{text_number(1) + "fact", "p", text_number(2), {}, {}};
   for (std::size_t i = 0; i < run.nodes.size(); ++i)
     fact.values.push_back(static_cast<std::uint32_t>(i % run.values.size()));

@@ -19,14 +19,8 @@ void add_fact(run_data& run, const char* name, const char* provider,
   fact_column column{name, provider, "", traits, {}};
   for (const std::string& node : run.nodes) {
     const std::string text = value_of(node);
-    std::uint32_t index = no_value;
-    for (std::uint32_t i = 0; i < run.values.size(); ++i)
-      if (run.values[i].text == text) index = i;
-    if (index == no_value && !text.empty()) {
-      index = static_cast<std::uint32_t>(run.values.size());
-      run.values.push_back({text, {}});
-    }
-    column.values.push_back(text.empty() ? no_value : index);
+    column.values.push_back(text.empty() ? no_value
+                                         : run.values.index_of_text(text));
   }
   run.facts.push_back(std::move(column));
 }

@@ -69,7 +69,7 @@ void tell_not_judged(const run_data& run) {
 
 bool anything_measured(const run_data& run) {
   for (const fact_column& each : run.facts)
-    if (each.values.front() != no_value) return true;
+    if (each.values.size() > 0 && each.values[0] != no_value) return true;
   return false;
 }
 

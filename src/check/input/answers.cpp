@@ -46,9 +46,10 @@ answer kind_of(int status) {
 }
 
 // A monitoring plugin says with its status how things are, not how it fared.
-answer kind_of(const stored_result& result, const facts::extraction* read) {
+answer kind_of(const stored_result& result,
+               std::optional<facts::outcome> read) {
   const answer kind = kind_of(result.exit_status);
-  const bool understood = read && read->what == facts::outcome::read;
+  const bool understood = read == facts::outcome::read;
   return kind == answer::failed && understood ? answer::ok : kind;
 }
 
@@ -105,7 +106,7 @@ bool explains_itself(const stored_result& result) {
 }
 
 provider_answer answer_of(const stored_result& result,
-                          const facts::extraction* read,
+                          std::optional<facts::outcome> read,
                           const std::string& error_line) {
   provider_answer made;
   made.what = kind_of(result, read);

@@ -2,7 +2,9 @@
 
 #pragma once
 
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "src/check/run_data.h"
 #include "src/collect/src/reading/run_facts.h"
@@ -10,10 +12,10 @@
 
 namespace zelk::check {
 
-// `read` is what came out of its output; null where its description says
+// `read` is what became of its output; nothing where its description says
 // nothing of facts. `error_line` is what it said of its trouble, or "".
 provider_answer answer_of(const reading::stored_result& result,
-                          const facts::extraction* read,
+                          std::optional<facts::outcome> read,
                           const std::string& error_line);
 
 // Whether the answer's reason is in what it wrote to standard error.

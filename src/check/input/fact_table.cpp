@@ -26,13 +26,15 @@ void sort_nodes(std::vector<std::uint32_t>& nodes) {
 fact_table::fact_table(run_data& to, const table_limits& limits)
     : to_(to),
       limits_(limits),
-      values_(to.values, limits.value_bytes),
       cells_left_(limits.cells),
-      columns_left_(limits.columns) {}
+      columns_left_(limits.columns) {
+  to.values = facts::value_table(limits.value_bytes);
+}
 
 void fact_table::begin(const std::string& provider, const std::string& option) {
   provider_ = provider;
   option_ = option;
+  readers_.clear();
   names_.clear();
   columns_.clear();
   said_.clear();
@@ -42,45 +44,74 @@ void fact_table::begin(const std::string& provider, const std::string& option) {
   facts_ = 0;
 }
 
+facts::output_series& fact_table::series(
+    const std::shared_ptr<const facts::declaration>& by) {
+  for (reader& each : readers_)
+    if (each.by == by) return *each.series;
+  reader& made = readers_.emplace_back();
+  made.by = by;
+  made.series =
+      std::make_unique<facts::output_series>(by, to_.values, limits_.names);
+  return *made.series;
+}
+
+fact_table::reader& fact_table::reader_of(const facts::output_series& series) {
+  return *std::find_if(
+      readers_.begin(), readers_.end(),
+      [&](const reader& each) { return each.series.get() == &series; });
+}
+
 // no_value when there are too many names.
-std::uint32_t fact_table::column_of(const facts::fact& fact,
-                                    std::int32_t version) {
-  const auto known = names_.find(fact.name);
-  if (known != names_.end()) {
-    column& of = columns_[known->second];
-    if (version > of.version) {
-      of.version = version;
-      of.traits = fact.traits;
-    }
-    return known->second;
-  }
+std::uint32_t fact_table::new_column(const reader& of,
+                                     const facts::numbered_fact& fact,
+                                     std::int32_t version) {
+  const std::string& name = of.series->name(fact);
+  const auto known = names_.find(name);
+  if (known != names_.end()) return known->second;
   if (columns_.size() >= limits_.names) return no_value;
   const auto place = static_cast<std::uint32_t>(columns_.size());
-  columns_.push_back({fact.name, fact.traits, version, 0, 0});
-  names_.emplace(fact.name, place);
+  columns_.push_back({name, of.series->traits(fact), version, 0, 0});
+  names_.emplace(name, place);
   return place;
 }
 
-void fact_table::add(const facts::extraction& from, std::int32_t version,
+std::uint32_t fact_table::column_of(reader& of,
+                                    const facts::numbered_fact& fact,
+                                    std::int32_t version) {
+  if (fact.name >= of.columns.size())
+    of.columns.resize(fact.name + 1, no_value);
+  std::uint32_t& place = of.columns[fact.name];
+  if (place == no_value) place = new_column(of, fact, version);
+  if (place == no_value) return place;
+  column& found = columns_[place];
+  if (version > found.version) {
+    found.version = version;
+    found.traits = of.series->traits(fact);
+  }
+  return place;
+}
+
+void fact_table::add(const facts::output_series& from,
+                     const facts::numbered_extraction& read,
+                     std::int32_t version,
                      const std::vector<std::uint32_t>& nodes) {
-  bool cut = facts_ + from.facts.size() > limits_.facts;
+  bool cut = facts_ + read.facts.size() > limits_.facts;
   if (!cut) {
+    reader& by = reader_of(from);
     statement& all = said_.emplace_back();
     all.nodes = nodes;
-    all.facts.reserve(from.facts.size());
-    for (const facts::fact& one : from.facts) {
-      const std::uint32_t where = column_of(one, version);
-      const std::uint32_t value =
-          where == no_value ? no_value : values_.index_of(one.value);
-      cut = cut || value == no_value;
-      if (value == no_value) continue;
+    all.facts.reserve(read.facts.size());
+    for (const facts::numbered_fact& one : read.facts) {
+      const std::uint32_t where = column_of(by, one, version);
+      cut = cut || where == no_value;
+      if (where == no_value) continue;
       columns_[where].nodes += nodes.size();
-      all.facts.emplace_back(where, value);
+      all.facts.emplace_back(where, one.value);
     }
     facts_ += all.facts.size();
   }
-  if (cut) append(cut_, nodes);
-  for (const facts::unread_fact& one : from.unread)
+  if (cut || read.cut) append(cut_, nodes);
+  for (const facts::unread_fact& one : read.unread)
     add_unread(one.name, one.reason, nodes);
 }
 
@@ -120,19 +151,18 @@ void fact_table::fill(const std::vector<std::uint32_t>& kept) {
     column& from = columns_[each];
     wanted[each] = true;
     from.place = to_.facts.size();
-    to_.facts.push_back(
-        {std::move(from.name), provider_, option_, std::move(from.traits),
-         std::vector<std::uint32_t>(to_.nodes.size(), no_value)});
+    to_.facts.push_back({std::move(from.name), provider_, option_,
+                         std::move(from.traits),
+                         node_values(to_.nodes.size(), from.nodes)});
   }
   for (const statement& all : said_) {
     bool cut = false;
     for (const auto& [where, value] : all.facts) {
       cut = cut || !wanted[where];
       if (!wanted[where]) continue;
-      std::vector<std::uint32_t>& cells =
-          to_.facts[columns_[where].place].values;
+      node_values& cells = to_.facts[columns_[where].place].values;
       for (const std::uint32_t node : all.nodes)
-        cells[node] = value;
+        cells.set(node, value);
     }
     if (cut) append(cut_, all.nodes);
   }
@@ -163,6 +193,7 @@ void fact_table::end() {
 }
 
 void fact_table::finish() {
+  to_.values.settle();
   std::sort(to_.facts.begin(), to_.facts.end(),
             [](const fact_column& a, const fact_column& b) {
               return std::tie(a.name, a.provider, a.option) <

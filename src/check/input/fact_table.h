@@ -9,15 +9,17 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <map>
+#include <memory>
 #include <string>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
-#include "src/check/input/value_table.h"
 #include "src/check/run_data.h"
-#include "src/common/facts/fact.h"
+#include "src/common/facts/output_series.h"
+#include "src/common/facts/value_table.h"
 
 namespace zelk::check {
 
@@ -39,9 +41,14 @@ class fact_table {
   explicit fact_table(run_data& to, const table_limits& limits = {});
 
   void begin(const std::string& provider, const std::string& option);
-  // What each of `nodes` says. Requires the smallest outputs first: they are
-  // the ones that are kept.
-  void add(const facts::extraction& from, std::int32_t version,
+  // A reader of outputs by that description whose values lie in the run's
+  // table; until end.
+  facts::output_series& series(
+      const std::shared_ptr<const facts::declaration>& by);
+  // What each of `nodes` says: the answer that `from` has just read. Requires
+  // the smallest outputs first: they are the ones that are kept.
+  void add(const facts::output_series& from,
+           const facts::numbered_extraction& read, std::int32_t version,
            const std::vector<std::uint32_t>& nodes);
   void add_unread(const std::string& name, const std::string& reason,
                   const std::vector<std::uint32_t>& nodes);
@@ -64,19 +71,29 @@ class fact_table {
     std::vector<std::uint32_t> nodes;
   };
 
-  std::uint32_t column_of(const facts::fact& fact, std::int32_t version);
+  struct reader {  // by one description
+    std::shared_ptr<const facts::declaration> by;
+    std::unique_ptr<facts::output_series> series;
+    std::vector<std::uint32_t> columns;  // by number of a name; no_value: none
+  };
+
+  reader& reader_of(const facts::output_series& series);
+  std::uint32_t column_of(reader& of, const facts::numbered_fact& fact,
+                          std::int32_t version);
+  std::uint32_t new_column(const reader& of, const facts::numbered_fact& fact,
+                           std::int32_t version);
   std::vector<std::uint32_t> kept_columns();
   void fill(const std::vector<std::uint32_t>& kept);
   void tell_left_out(std::size_t names);
 
   run_data& to_;
   table_limits limits_;
-  value_table values_;
   std::size_t cells_left_;
   std::size_t columns_left_;
 
   // Of the provider that is read.
   std::string provider_, option_;
+  std::deque<reader> readers_;
   std::unordered_map<std::string, std::uint32_t> names_;
   std::vector<column> columns_;
   std::vector<statement> said_;

@@ -1,17 +1,33 @@
 #include "src/check/input/fact_table.h"
 
+#include <memory>
+
 #include <gtest/gtest.h>
+
+#include "src/common/facts/test_declaration.h"
 
 namespace zelk::check {
 namespace {
 
-facts::extraction said(
-    const std::vector<std::pair<std::string, std::int64_t>>& facts) {
-  facts::extraction made;
-  for (const auto& [name, value] : facts)
-    made.facts.push_back({name, value, {}});
-  return made;
-}
+using declaration_pointer = std::shared_ptr<const facts::declaration>;
+
+class fact_table_ : public facts::declaration_fixture {
+ protected:
+  declaration_pointer numbers(const std::string& more = "") {
+    return declared("equals",
+                    "<fact name='{1}' from='([a-z-]+)' "
+                    "type='integer' " +
+                        more + "/>");
+  }
+
+  // What a node with that output says.
+  static void add(fact_table& table, const declaration_pointer& by,
+                  const std::string& output, std::int32_t version,
+                  const std::vector<std::uint32_t>& nodes) {
+    facts::output_series& series = table.series(by);
+    table.add(series, series.read(output, 0), version, nodes);
+  }
+};
 
 run_data of_nodes(int count) {
   run_data run;
@@ -20,14 +36,14 @@ run_data of_nodes(int count) {
   return run;
 }
 
-TEST(fact_table, leaves_out_the_names_that_the_fewest_nodes_have) {
+TEST_F(fact_table_, leaves_out_the_names_that_the_fewest_nodes_have) {
   run_data run = of_nodes(4);
   table_limits limits;
   limits.cells = 16;  // two columns of four nodes: half of it
   fact_table table(run, limits);
   table.begin("p", "");
-  table.add(said({{"common", 1}, {"usual", 2}}), 1, {0, 1});
-  table.add(said({{"common", 1}, {"a-rare-one", 2}, {"usual", 2}}), 1, {2});
+  add(table, numbers(), "common=1\nusual=2\n", 1, {0, 1});
+  add(table, numbers(), "common=1\na-rare-one=2\nusual=2\n", 1, {2});
   table.end();
   table.finish();
   ASSERT_EQ(run.facts.size(), 2U);
@@ -41,37 +57,37 @@ TEST(fact_table, leaves_out_the_names_that_the_fewest_nodes_have) {
   EXPECT_EQ(run.unread[0].nodes, std::vector<std::uint32_t>{2});
 }
 
-TEST(fact_table, leaves_the_next_provider_its_share) {
+TEST_F(fact_table_, leaves_the_next_provider_its_share) {
   run_data run = of_nodes(1);
   table_limits limits;
   limits.cells = 8;
   fact_table table(run, limits);
-  facts::extraction many;
+  std::string many;
   for (char c = 'a'; c <= 'z'; ++c)
-    many.facts.push_back({std::string(1, c), std::int64_t{1}, {}});
+    many += std::string(1, c) + "=1\n";
   table.begin("greedy", "");
-  table.add(many, 1, {0});
+  add(table, numbers(), many, 1, {0});
   table.end();
   table.begin("modest", "");
-  table.add(said({{"one", 1}}), 1, {0});
+  add(table, numbers(), "one=1\n", 1, {0});
   table.end();
   table.finish();
   EXPECT_EQ(run.facts.size(), 5U);
   EXPECT_EQ(run.facts.back().name, "one");
 }
 
-TEST(fact_table, bounds_values_and_reasons) {
+TEST_F(fact_table_, bounds_values_and_reasons) {
   run_data run = of_nodes(3);
   table_limits limits;
   limits.value_bytes = 200;
   limits.reasons = 1;
   fact_table table(run, limits);
-  facts::extraction huge;
-  huge.facts.push_back({"text", std::string(10'000, 'x'), {}});
-  huge.unread = {{"a", "first"}, {"b", "second"}};
   table.begin("p", "");
-  table.add(said({{"number", 1}}), 1, {0, 1});
-  table.add(huge, 1, {2});
+  add(table, numbers(), "number=1\n", 1, {0, 1});
+  add(table, declared("equals", "<fact name='text' from='text'/>"),
+      "text=" + facts::many(10'000, 'x'), 1, {2});
+  table.add_unread("a", "first", {2});
+  table.add_unread("b", "second", {2});
   table.end();
   table.finish();
   ASSERT_EQ(run.facts.size(), 1U);
@@ -85,20 +101,18 @@ TEST(fact_table, bounds_values_and_reasons) {
                 "* more facts that could not be read", "a first"}));
 }
 
-TEST(fact_table, takes_the_traits_of_the_newest_version) {
+TEST_F(fact_table_, takes_the_traits_of_the_newest_version) {
   run_data run = of_nodes(2);
   fact_table table(run);
   table.begin("p", "");
-  facts::extraction newer = said({{"x", 1}});
-  newer.facts[0].traits.unit = "MiB";
-  table.add(newer, 4, {0});
-  table.add(said({{"x", 1}}), 3, {1});
+  add(table, numbers("unit='MiB'"), "x=1\n", 4, {0});
+  add(table, numbers(), "x=1\n", 3, {1});
   table.end();
   table.finish();
   EXPECT_EQ(run.facts.at(0).traits.unit, "MiB");
 }
 
-TEST(fact_table, says_once_what_is_unread_in_several_option_sets) {
+TEST_F(fact_table_, says_once_what_is_unread_in_several_option_sets) {
   run_data run = of_nodes(2);
   fact_table table(run);
   for (const char* option : {"a", "b"}) {
@@ -110,27 +124,6 @@ TEST(fact_table, says_once_what_is_unread_in_several_option_sets) {
   table.finish();
   ASSERT_EQ(run.unread.size(), 1U);
   EXPECT_EQ(run.unread[0].nodes, (std::vector<std::uint32_t>{0, 1}));
-}
-
-TEST(value_table, holds_equal_values_once_and_numbers_apart_from_texts) {
-  std::vector<fact_value> values;
-  value_table table(values, 1'000'000);
-  const std::uint32_t one = table.index_of(std::int64_t{1});
-  EXPECT_EQ(table.index_of(std::int64_t{1}), one);
-  EXPECT_NE(table.index_of(std::string("1")), one);
-  EXPECT_EQ(values[table.index_of(true)].number, 1.0);
-  EXPECT_EQ(values[table.index_of(2.5)].text, "2.5");
-  for (std::int64_t i = 0; i < 5000; ++i)
-    table.index_of(i);
-  EXPECT_EQ(values[table.index_of(std::int64_t{4321})].text, "4321");
-  EXPECT_EQ(values.size(), 5003U);
-}
-
-TEST(value_table, takes_no_more_than_it_may) {
-  std::vector<fact_value> values;
-  value_table table(values, 100);
-  EXPECT_EQ(table.index_of(std::string(1000, 'x')), no_value);
-  EXPECT_EQ(table.index_of(std::string("short")), 0U);
 }
 
 }  // namespace

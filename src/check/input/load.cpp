@@ -94,6 +94,14 @@ class run_reader {
   run_data read(std::int64_t number);
 
  private:
+  // What an output says; without a series: nothing, or why it cannot be read.
+  struct group_facts {
+    std::optional<facts::outcome> what;
+    facts::output_series* series = nullptr;
+    const facts::numbered_extraction* read = nullptr;
+    std::string problem;
+  };
+
   void read_run(std::int64_t number);
   void read_expectations(std::int64_t number);
   void number_nodes();
@@ -107,6 +115,7 @@ class run_reader {
   void mark_missing_result(const expected_cell& cell);
   void mark_silent_node(const expected_cell& cell);
   void read_outputs();
+  group_facts facts_of(const stored_result& of, fact_table& facts);
   void read_group(const std::vector<const stored_result*>& like,
                   fact_table& facts);
   void describe(provider_info& info, const std::string& name) const;
@@ -282,19 +291,39 @@ void run_reader::describe(provider_info& info, const std::string& name) const {
   if (by.use) info.description = by.use->description();
 }
 
+run_reader::group_facts run_reader::facts_of(const stored_result& of,
+                                             fact_table& facts) {
+  group_facts made;
+  const auto by = descriptions_.find(of.provider, of.version);
+  if (by.use && !by.use->declares()) return made;
+  std::string_view output;
+  if (by.use)
+    output = outputs_.output_of(of, made.problem);
+  else
+    made.problem = by.reason;
+  if (!made.problem.empty()) {
+    made.what = facts::outcome::failed;
+    return made;
+  }
+  made.series = &facts.series(by.use);
+  made.read = &made.series->read(output, of.exit_status);
+  made.what = made.read->what;
+  return made;
+}
+
 // What all of `like` say: their outputs and statuses are the same.
 void run_reader::read_group(const std::vector<const stored_result*>& like,
                             fact_table& facts) {
   const stored_result& first = *like.front();
   provider_info& info =
       made_.providers[provider_places_.at({first.provider, first.option_id})];
-  const auto read = outputs_.facts_of(first);
+  const group_facts read = facts_of(first, facts);
   std::vector<std::uint32_t> nodes;
   for (const stored_result* each : like) {
     const std::uint32_t node = place_of_node_[names_.number_of(each->node)];
     nodes.push_back(node);
     info.answers[node] = answer_of(
-        *each, read.get(),
+        *each, read.what,
         explains_itself(*each) ? outputs_.last_error_line(*each) : "");
   }
   if (std::find(info.versions.begin(), info.versions.end(), first.version) ==
@@ -302,9 +331,11 @@ void run_reader::read_group(const std::vector<const stored_result*>& like,
     info.versions.push_back(first.version);
   const answer what = info.answers[nodes.front()].what;
   // How a command failed stands in the answer.
-  const bool has_facts =
-      read && (what == answer::ok || what == answer::incomplete);
-  if (has_facts) facts.add(*read, first.version, nodes);
+  if (what != answer::ok && what != answer::incomplete) return;
+  if (read.read != nullptr)
+    facts.add(*read.series, *read.read, first.version, nodes);
+  else if (!read.problem.empty())
+    facts.add_unread(facts::whole_output, read.problem, nodes);
 }
 
 void run_reader::read_outputs() {

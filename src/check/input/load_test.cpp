@@ -139,8 +139,8 @@ TEST_F(load_, is_the_same_whatever_the_order_of_arrival) {
     EXPECT_EQ(first.facts[i].values, second.facts[i].values);
   }
   ASSERT_EQ(first.values.size(), second.values.size());
-  for (std::size_t i = 0; i < first.values.size(); ++i)
-    EXPECT_EQ(first.values[i].text, second.values[i].text);
+  for (std::uint32_t i = 0; i < first.values.size(); ++i)
+    EXPECT_EQ(first.values.at(i), second.values.at(i));
 }
 
 TEST_F(load_, names_option_sets_only_where_there_are_several) {
@@ -213,7 +213,7 @@ TEST_F(load_, describes_the_run_and_its_providers) {
   EXPECT_EQ(provider_of(run, "memory").versions, std::vector<std::int32_t>{3});
   ASSERT_EQ(run.facts.size(), 1U);
   EXPECT_EQ(run.facts[0].traits.unit, "B");
-  EXPECT_EQ(run.values[run.facts[0].values[0]].number, 5.0);
+  EXPECT_EQ(run.values.number(run.facts[0].values[0]), 5.0);
 }
 
 TEST_F(load_, refuses_a_run_that_is_not_there) {

@@ -97,7 +97,8 @@ class local_runner {
   void run_provider(const provider& one);
   void run_option(const provider_config& description,
                   const preproc::ProcessedProviderAttributes& option,
-                  const facts::declaration& by, bool only_one);
+                  const std::shared_ptr<const facts::declaration>& by,
+                  bool only_one);
   reading::stored_result run_command(const std::string& command,
                                      std::int64_t timeout, std::string& output,
                                      std::string& errors) const;
@@ -206,13 +207,13 @@ reading::stored_result local_runner::run_command(const std::string& command,
 void local_runner::run_option(
     const provider_config& description,
     const preproc::ProcessedProviderAttributes& option,
-    const facts::declaration& by, bool only_one) {
+    const std::shared_ptr<const facts::declaration>& by, bool only_one) {
   provider_info& info = made_.providers.emplace_back();
   info.name = description.name;
   info.option_id = option.option_id;
   info.option = only_one ? "" : option.option_id;
   info.versions = {description.version};
-  info.description = by.description();
+  info.description = by->description();
   const std::int64_t timeout =
       option.timeout > 0 ? option.timeout : description.timeout;
   std::string output, errors;
@@ -221,15 +222,17 @@ void local_runner::run_option(
                                                     "%PROVIDER_AUXILIARY_PATH%",
                                                     description.auxiliary_path),
                   timeout, output, errors);
-  const facts::extraction read = by.read_output(output, result.exit_status);
-  info.answers = {answer_of(result, &read, reading::last_line(errors))};
+  facts_.begin(info.name, info.option);
+  facts::output_series& series = facts_.series(by);
+  const facts::numbered_extraction& read =
+      series.read(output, result.exit_status);
+  info.answers = {answer_of(result, read.what, reading::last_line(errors))};
   if (result.ended_usec == 0) info.answers.front().reason = errors;
   made_.run.results_expected += 1;
   made_.run.results += 1;
-  facts_.begin(info.name, info.option);
   const answer what = info.answers.front().what;
   if (what == answer::ok || what == answer::incomplete)
-    facts_.add(read, description.version, {0});
+    facts_.add(series, read, description.version, {0});
   facts_.end();
 }
 
@@ -263,7 +266,7 @@ void local_runner::run_provider(const provider& one) {
       preproc::populate_option_vars_map(config_, str::upper(description.name));
   if (options.empty()) options.emplace_back();
   for (const auto& option : options)
-    run_option(description, option, *one.by, options.size() == 1);
+    run_option(description, option, one.by, options.size() == 1);
 }
 
 run_data local_runner::run() {

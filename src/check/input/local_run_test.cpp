@@ -57,7 +57,7 @@ class measure_here_ : public testing::Test {
 
   static std::string value_of(const run_data& run, const std::string& fact) {
     for (const fact_column& each : run.facts)
-      if (each.name == fact) return run.values.at(each.values.at(0)).text;
+      if (each.name == fact) return run.values.text(each.values[0]);
     return "none";
   }
 
@@ -93,8 +93,8 @@ TEST_F(measure_here_, gives_option_sets_their_variables) {
   const run_data run = measure_here(wish_);
   ASSERT_EQ(run.facts.size(), 2U);
   EXPECT_EQ(run.facts[0].option, "a");
-  EXPECT_EQ(run.values.at(run.facts[0].values[0]).text, "7");
-  EXPECT_EQ(run.values.at(run.facts[1].values[0]).text, "8");
+  EXPECT_EQ(run.values.text(run.facts[0].values[0]), "7");
+  EXPECT_EQ(run.values.text(run.facts[1].values[0]), "8");
 }
 
 TEST_F(measure_here_, loads_the_node_only_when_it_is_asked_for_by_name) {

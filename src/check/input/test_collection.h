@@ -48,7 +48,7 @@ inline std::string column_of(const run_data& run, const std::string& fact) {
     for (std::size_t i = 0; i < run.nodes.size(); ++i)
       text +=
           (i == 0 ? "" : " ") + run.nodes[i] + "=" +
-          (each.values[i] == no_value ? "-" : run.values[each.values[i]].text);
+          (each.values[i] == no_value ? "-" : run.values.text(each.values[i]));
     return text;
   }
   return "no such fact";

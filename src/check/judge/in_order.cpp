@@ -61,6 +61,13 @@ void put_in_order(std::vector<Value>& list, const places& from,
   list = std::move(result);
 }
 
+void put_in_order(node_values& list, const places& from) {
+  node_values result(from.size(), from.size());
+  for (std::size_t i = 0; i < from.size(); ++i)
+    if (from[i] < list.size()) result.set(i, list[from[i]]);
+  list = std::move(result);
+}
+
 void order_unread(run_data& data, const places& from) {
   std::vector<std::uint32_t> to(from.size());
   for (std::size_t place = 0; place < from.size(); ++place)
@@ -84,7 +91,7 @@ const run_data& in_order(const run_data& data, run_data& copy) {
   for (provider_info& each : copy.providers)
     put_in_order(each.answers, from, provider_answer());
   for (fact_column& each : copy.facts)
-    put_in_order(each.values, from, no_value);
+    put_in_order(each.values, from);
   std::sort(copy.providers.begin(), copy.providers.end(), provider_before);
   std::sort(copy.facts.begin(), copy.facts.end(), fact_before);
   order_unread(copy, from);

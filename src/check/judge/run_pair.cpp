@@ -10,15 +10,14 @@ namespace {
 // Values are told apart by whether they are numbers too: "1" of a text and of
 // an integer are two values.
 struct text_key {
-  std::string_view text;
+  std::string text;
   bool is_number;
   bool operator==(const text_key&) const = default;
 };
 
 struct text_hash {
   std::size_t operator()(const text_key& key) const {
-    return std::hash<std::string_view>()(key.text) * 2 +
-           (key.is_number ? 1 : 0);
+    return std::hash<std::string>()(key.text) * 2 + (key.is_number ? 1 : 0);
   }
 };
 
@@ -57,22 +56,21 @@ void run_pair::match_nodes() {
 }
 
 void run_pair::match_values() {
-  const auto& texts = now_.data().values;
+  const facts::value_table& values = now_.data().values;
+  const facts::value_table& old_values = before_.data().values;
   const std::vector<bool> is_text_now = compared_as_text(now_);
   const std::vector<bool> is_text_before = compared_as_text(before_);
   std::unordered_map<text_key, std::uint32_t, text_hash> numbers;
   numbers.reserve(static_cast<std::size_t>(
       std::count(is_text_now.begin(), is_text_now.end(), true)));
-  for (std::uint32_t i = 0; i < texts.size(); ++i)
+  for (std::uint32_t i = 0; i < values.size(); ++i)
     if (is_text_now[i])
-      numbers.emplace(text_key{texts[i].text, texts[i].number.has_value()}, i);
+      numbers.emplace(text_key{values.text(i), !values.is_text(i)}, i);
   value_now_.assign(before_.value_count(), foreign_value);
-  const auto& old_texts = before_.data().values;
-  for (std::uint32_t i = 0; i < old_texts.size(); ++i) {
+  for (std::uint32_t i = 0; i < old_values.size(); ++i) {
     if (!is_text_before[i]) continue;
-    const fact_value& value = old_texts[i];
     const auto found =
-        numbers.find(text_key{value.text, value.number.has_value()});
+        numbers.find(text_key{old_values.text(i), !old_values.is_text(i)});
     if (found != numbers.end()) value_now_[i] = found->second;
   }
   match_made_values();

@@ -43,7 +43,6 @@ bool is_answered(answer what) {
 run_view::run_view(const run_data& data, std::int64_t oldest_usec)
     : data_(data) {
   rate_answers(oldest_usec);
-  find_numbers();
   add_columns();
   add_applies();
   add_pivots();
@@ -77,12 +76,10 @@ void run_view::rate_answers(std::int64_t oldest_usec) {
     silent_[node] = expected_[node] != 0 && answered[node] == 0;
 }
 
-void run_view::find_numbers() {
-  numbers_.reserve(data_.values.size() + 2);
-  for (const fact_value& value : data_.values) {
-    const double number = value.number.value_or(not_a_number);
-    numbers_.push_back(std::isfinite(number) ? number : not_a_number);
-  }
+double run_view::number(std::uint32_t value) const {
+  if (value >= data_.values.size()) return not_a_number;
+  const double number = data_.values.number(value).value_or(not_a_number);
+  return std::isfinite(number) ? number : not_a_number;
 }
 
 std::uint32_t run_view::provider_of(const fact_column& column) const {
@@ -104,8 +101,7 @@ std::uint32_t run_view::made_value(const std::string& text) {
     if (made_text_[i] == text)
       return static_cast<std::uint32_t>(data_.values.size() + i);
   made_text_.push_back(text);
-  numbers_.push_back(not_a_number);
-  return static_cast<std::uint32_t>(numbers_.size() - 1);
+  return static_cast<std::uint32_t>(value_count() - 1);
 }
 
 // Only where nodes disagree: elsewhere it would be a column of nothing new.
@@ -127,9 +123,9 @@ void run_view::add_applies() {
       if (node >= provider.answers.size() || is_stale(i, node)) continue;
       const answer what = provider.answers[node].what;
       if (what == answer::not_applicable)
-        column.values[node] = made_value("no");
+        column.values.set(node, made_value("no"));
       else if (what == answer::ok || what == answer::incomplete)
-        column.values[node] = made_value("yes");
+        column.values.set(node, made_value("yes"));
     }
     columns_.push_back({&column, static_cast<std::uint32_t>(i), {}, false});
   }
@@ -149,8 +145,8 @@ void run_view::add_pivots() {
     const auto about =
         numbers.find(name.substr(head.size(), dot - head.size()));
     if (about == numbers.end()) continue;
-    const auto told = std::find_if(fact.values.begin(), fact.values.end(),
-                                   [](auto each) { return each != no_value; });
+    const auto told = std::ranges::find_if(
+        fact.values, [](std::uint32_t each) { return each != no_value; });
     if (told == fact.values.end()) continue;
     const std::string pivot_name = "node.*" + std::string(name.substr(dot));
     fact_column*& pivot =
@@ -164,7 +160,7 @@ void run_view::add_pivots() {
       pivot->values.assign(nodes(), no_value);
       columns_.push_back({pivot, provider_of(fact), {}, false});
     }
-    pivot->values[about->second] = *told;
+    pivot->values.set(about->second, *told);
   }
 }
 
@@ -210,11 +206,10 @@ std::uint32_t run_view::value(const column_view& column,
              : absent_value;
 }
 
-const std::string& run_view::text(std::uint32_t value) const {
-  static const std::string none;
-  if (value < data_.values.size()) return data_.values[value].text;
+std::string run_view::text(std::uint32_t value) const {
+  if (value < data_.values.size()) return data_.values.text(value);
   const std::size_t made = value - data_.values.size();
-  return made < made_text_.size() ? made_text_[made] : none;
+  return made < made_text_.size() ? made_text_[made] : "";
 }
 
 const column_view* run_view::find(std::string_view name) const {

@@ -51,12 +51,12 @@ class run_view {
   // Returns the value of a node: an index, absent_value or unknown_value.
   std::uint32_t value(const column_view& column, std::size_t node) const;
 
-  const std::string& text(std::uint32_t value) const;  // "" of no index
+  std::string text(std::uint32_t value) const;  // "" of no index
   // NaN when it is no number, or none that is finite.
-  double number(std::uint32_t value) const {
-    return value < numbers_.size() ? numbers_[value] : not_a_number;
+  double number(std::uint32_t value) const;
+  std::size_t value_count() const {
+    return data_.values.size() + made_text_.size();
   }
-  std::size_t value_count() const { return numbers_.size(); }
 
   bool is_stale(std::size_t provider, std::size_t node) const {
     return stale_[provider][node] != 0;
@@ -76,7 +76,6 @@ class run_view {
   enum class worth : std::uint8_t { nothing, part, whole };
 
   void rate_answers(std::int64_t oldest_usec);
-  void find_numbers();
   void add_columns();
   void add_applies();
   void add_pivots();
@@ -87,7 +86,6 @@ class run_view {
   const run_data& data_;
   std::deque<fact_column> made_;        // columns of our own
   std::vector<std::string> made_text_;  // values behind those of data_
-  std::vector<double> numbers_;
   std::vector<column_view> columns_;
   std::vector<std::vector<worth>> worth_;         // by provider, node
   std::vector<std::vector<std::uint8_t>> stale_;  // by provider, node

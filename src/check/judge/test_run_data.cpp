@@ -23,17 +23,17 @@ fact_builder& fact_builder::all(double number) {
 }
 
 fact_builder& fact_builder::on(std::size_t node, const std::string& text) {
-  column_.values.at(node - 1) = run_->value(text, nullptr);
+  column_.values.set(node - 1, run_->value(text, nullptr));
   return *this;
 }
 
 fact_builder& fact_builder::on(std::size_t node, double number) {
-  column_.values.at(node - 1) = run_->value(facts::text_of(number), &number);
+  column_.values.set(node - 1, run_->value(facts::text_of(number), &number));
   return *this;
 }
 
 fact_builder& fact_builder::none_on(std::size_t node) {
-  column_.values.at(node - 1) = no_value;
+  column_.values.set(node - 1, no_value);
   return *this;
 }
 
@@ -69,13 +69,8 @@ run_builder::run_builder(std::size_t count, std::int64_t usec)
 
 std::uint32_t run_builder::value(const std::string& text,
                                  const double* number) {
-  const auto next = static_cast<std::uint32_t>(values_.size());
-  const auto [place, is_new] =
-      known_.try_emplace({text, number != nullptr}, next);
-  if (is_new)
-    values_.push_back(
-        {text, number != nullptr ? std::optional(*number) : std::nullopt});
-  return place->second;
+  return number != nullptr ? values_.index_of(facts::fact_value(*number))
+                           : values_.index_of_text(text);
 }
 
 fact_builder& run_builder::add(const std::string& provider,
@@ -193,7 +188,7 @@ run_data run_builder::data() const {
   }
   for (fact_column& each : result.facts)
     for (const auto& [node, reason] : silent_)
-      each.values.at(node) = no_value;
+      each.values.set(node, no_value);
   result.run.nodes_expected = count_;
   result.run.nodes = count_ - silent_.size();
   return result;
@@ -215,16 +210,19 @@ run_data run_builder::shuffled(unsigned seed) const {
   result.notes = moved(result.notes);
   for (provider_info& each : result.providers)
     each.answers = moved(each.answers);
-  std::vector<std::uint32_t> values(result.values.size());
-  std::iota(values.begin(), values.end(), 0U);
-  std::shuffle(values.begin(), values.end(), random);
-  const std::vector<fact_value> old = result.values;
-  for (std::size_t i = 0; i < values.size(); ++i)
-    result.values[values[i]] = old[i];
+  std::vector<std::uint32_t> old(result.values.size()), values(old.size());
+  std::iota(old.begin(), old.end(), 0U);
+  std::shuffle(old.begin(), old.end(), random);
+  facts::value_table shuffled;
+  for (const std::uint32_t each : old)
+    values[each] = shuffled.index_of(result.values.at(each));
+  result.values = std::move(shuffled);
   for (fact_column& each : result.facts) {
-    each.values = moved(each.values);
-    for (std::uint32_t& value : each.values)
-      if (value != no_value) value = values[value];
+    node_values old_values = std::move(each.values);
+    each.values = node_values(order.size(), order.size());
+    for (std::size_t i = 0; i < order.size(); ++i)
+      if (const std::uint32_t value = old_values[order[i]]; value != no_value)
+        each.values.set(i, values[value]);
   }
   for (unread_fact& each : result.unread)
     for (std::uint32_t& node : each.nodes)

@@ -94,8 +94,7 @@ class run_builder {
   std::vector<made_answer> answers_;
   std::vector<unread_fact> unread_;
   std::map<std::size_t, std::string> silent_;
-  std::vector<fact_value> values_;
-  std::map<std::pair<std::string, bool>, std::uint32_t> known_;
+  facts::value_table values_;
 };
 
 }  // namespace zelk::check

@@ -98,7 +98,7 @@ class difference_writer {
   void add_difference(const fact_column& fact, std::uint32_t before,
                       std::uint32_t after, std::vector<std::string>& removed,
                       std::vector<std::string>& added) const;
-  std::string_view text_of(std::uint32_t value) const;
+  std::string text_of(std::uint32_t value) const;
   static std::string line_of(const fact_column& fact, std::string_view value);
   static void add_lines(const fact_column& fact,
                         const std::vector<std::string_view>& lines,
@@ -194,8 +194,8 @@ void difference_writer::add_difference(const fact_column& fact,
                                        std::uint32_t after,
                                        std::vector<std::string>& removed,
                                        std::vector<std::string>& added) const {
-  const std::string_view old_text = text_of(before);
-  const std::string_view new_text = text_of(after);
+  const std::string old_text = text_of(before);
+  const std::string new_text = text_of(after);
   const line_difference found = difference_of(old_text, new_text);
   // A value that is empty is another thing than none.
   if (old_text.empty() && before != no_value)
@@ -205,9 +205,8 @@ void difference_writer::add_difference(const fact_column& fact,
   add_lines(fact, found.added, added);
 }
 
-std::string_view difference_writer::text_of(std::uint32_t value) const {
-  return value < run_.values.size() ? run_.values[value].text
-                                    : std::string_view();
+std::string difference_writer::text_of(std::uint32_t value) const {
+  return value < run_.values.size() ? run_.values.text(value) : "";
 }
 
 std::string difference_writer::line_of(const fact_column& fact,

@@ -63,12 +63,9 @@ TEST(write_differences, says_when_all_are_alike) {
 TEST(write_differences, tells_a_fact_that_is_not_there_from_an_empty_one) {
   run_data run = example_run();
   run.facts.resize(1);
-  run.values.push_back({"", {}});
-  run.values.push_back({"x", {}});
-  const auto empty = static_cast<std::uint32_t>(run.values.size() - 2);
-  run.facts[0].values.assign(run.nodes.size(), empty + 1);
-  run.facts[0].values[0] = empty;     // gpu01
-  run.facts[0].values[1] = no_value;  // gpu02
+  run.facts[0].values.assign(run.nodes.size(), run.values.index_of_text("x"));
+  run.facts[0].values.set(0, run.values.index_of_text(""));  // gpu01
+  run.facts[0].values.set(1, no_value);                      // gpu02
   EXPECT_EQ(differences_of(run, "bios"),
             "--- gpu[03-08] (6)\n+++ gpu01 (1)\n@@ class G @@\n"
             "-bios.release=x\n+bios.release=\n"

@@ -209,7 +209,7 @@ void node_writer::write_facts(std::size_t number,
 std::string node_writer::value_text(const fact_column& fact,
                                     std::uint32_t value) const {
   if (value >= run_.values.size()) return "-";
-  return value_with_unit(excerpt_of(run_.values[value].text, most_value),
+  return value_with_unit(excerpt_of(run_.values.text(value), most_value),
                          fact.traits.unit);
 }
 

@@ -86,25 +86,27 @@ std::shared_ptr<const extraction> output_reader::facts_of(
   const auto by = descriptions_.find(of.provider, of.version);
   if (!by.use) return unread(by.reason);
   if (!by.use->declares()) return nullptr;
-  problem_.clear();
+  std::string problem;
   const std::string hash = of.base64 ? "base64 " + of.hash : of.hash;
-  auto found =
-      cache_.get(by.use, hash, of.exit_status, [&] { return output_of(of); });
+  auto found = cache_.get(by.use, hash, of.exit_status,
+                          [&] { return output_of(of, problem); });
   // What was kept under this hash is the empty text's, for this caller only.
-  if (!problem_.empty()) problems_[hash] = problem_;
+  if (!problem.empty()) problems_[hash] = problem;
   const auto bad = problems_.find(hash);
   return bad == problems_.end() ? found : unread(bad->second);
 }
 
-std::string output_reader::output_of(const stored_result& of) {
+std::string_view output_reader::output_of(const stored_result& of,
+                                          std::string& problem) {
   output_.reset();
   output_.bind(1, of.id);
   if (!output_.step()) return "";
-  if (!of.base64) return std::string(output_.bytes(0));
+  if (!of.base64) return output_.bytes(0);
   base64_bytes decoded = bytes_of_base64(output_.bytes(0));
   if (!decoded.problem.empty())
-    problem_ = "the output says it is base64, but " + decoded.problem;
-  return std::move(decoded.bytes);
+    problem = "the output says it is base64, but " + decoded.problem;
+  decoded_ = std::move(decoded.bytes);
+  return decoded_;
 }
 
 std::string output_reader::last_error_line(const stored_result& of) {

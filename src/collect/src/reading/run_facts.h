@@ -63,16 +63,18 @@ class output_reader {
   // The last line of what it wrote to its standard error.
   std::string last_error_line(const stored_result& of);
 
+  // Returns its standard output, valid until the next call; an empty one when
+  // `problem` says why it cannot be read.
+  std::string_view output_of(const stored_result& of, std::string& problem);
+
   std::size_t outputs() const { return cache_.reads(); }
 
  private:
-  std::string output_of(const stored_result& of);
-
   const facts::description_set& descriptions_;
   datastore::statement output_;
   datastore::statement errors_;
   facts::extraction_cache cache_;
-  std::string problem_;
+  std::string decoded_;
   std::map<std::string, std::string> problems_;     // by hash
   std::map<std::string, std::string> error_lines_;  // by hash
 };
