@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <utility>
 
 namespace zelk::check {
@@ -102,6 +103,19 @@ check_definition given_limit() {
   return check;
 }
 
+constexpr std::int64_t warning_state = 1;
+constexpr std::int64_t critical_state = 2;
+
+}  // namespace
+
+int score_of_state(std::int64_t state) {
+  constexpr int critical = 85, warning = 60, cannot_tell = 45;
+  if (state == critical_state) return critical;
+  return state == warning_state ? warning : cannot_tell;
+}
+
+namespace {
+
 struct generic_text {
   const char* ending;
   rule kind;
@@ -111,7 +125,7 @@ struct generic_text {
   const char* explain;
 };
 
-constexpr std::array<generic_text, 5> generic_texts = {{
+const std::array<generic_text, 6> generic_texts = {{
     {generic::differs, rule::differs, 40, "not like the node's peers",
      "a node that was installed, repaired or changed apart from its peers",
      "A fact that its description declares to be equal is not what more than "
@@ -134,6 +148,11 @@ constexpr std::array<generic_text, 5> generic_texts = {{
      "an update, or a change by hand",
      "The value is not that of the baseline, and nothing else is wrong with "
      "it. A change on more than half of the nodes is one finding."},
+    {generic::state, rule::value, score_of_state(critical_state),
+     "says that something is wrong", "what the check's own words name",
+     "A monitoring plugin, or a fact that its description declares to be a "
+     "state, says itself how things are: 0 is fine, 1 a warning, 2 critical. "
+     "Any other says that it could not tell, which is a warning too."},
 }};
 
 }  // namespace

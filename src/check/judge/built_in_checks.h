@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -29,12 +30,16 @@ inline constexpr char outlier[] = "-outlier";
 inline constexpr char not_unique[] = "-not-unique";
 inline constexpr char grew[] = "-grew";
 inline constexpr char changed[] = "-changed";
+inline constexpr char state[] = "-state";
 }  // namespace generic
 
 std::vector<check_definition> built_in_checks();
 
 // Returns the definition of PROVIDER-differs and its like, or nothing.
 std::optional<check_definition> generic_check(std::string_view id);
+
+// How bad a state is that a plugin tells of itself; 0, the good one, is none.
+int score_of_state(std::int64_t state);
 
 // "net_links", "-differs": "net-links-differs"
 std::string generic_id(std::string_view provider, std::string_view ending);

@@ -4,6 +4,7 @@
 #include <map>
 #include <unordered_map>
 
+#include "src/check/judge/built_in_checks.h"
 #include "src/check/judge/comparison.h"
 #include "src/check/judge/glob.h"
 
@@ -124,6 +125,27 @@ void find_bad_values(const comparison& of, const check_definition& check,
   };
   find_against(of, check, "should be " + wanted_value(check.what),
                remembered(is_bad), hits);
+}
+
+void find_bad_states(const comparison& of, const check_definition& check,
+                     std::vector<hit>& hits) {
+  constexpr const char* words[] = {"fine", "a warning", "critical"};
+  std::map<std::int64_t, hit> found;
+  for (std::uint32_t node = 0; node < of.run.nodes(); ++node) {
+    const double number = of.run.number(of.run.value(of.column, node));
+    if (std::isnan(number) || number == 0) continue;
+    const auto state = static_cast<std::int64_t>(number);
+    const auto place =
+        found.try_emplace(state, of.made(check, shape::against)).first;
+    hit& each = place->second;
+    each.score = std::min(check.score, score_of_state(state));
+    each.note = state == 1 || state == 2
+                    ? std::string("which is ") + words[state]
+                    : "it could not tell";
+    each.nodes.push_back(node);
+  }
+  for (auto& [state, each] : found)
+    hits.push_back(std::move(each));
 }
 
 void find_not_present(const comparison& of, const check_definition& check,

@@ -60,6 +60,9 @@ void find_not_present(const comparison& of, const check_definition& check,
                       std::vector<hit>& hits);
 void find_present(const comparison& of, const check_definition& check,
                   std::vector<hit>& hits);
+// What a plugin says of itself.
+void find_bad_states(const comparison& of, const check_definition& check,
+                     std::vector<hit>& hits);
 void find_not_unique(const comparison& of, const check_definition& check,
                      std::vector<hit>& hits);
 // "12", "12.5 GB"; nothing of a text that is none, or not finite.

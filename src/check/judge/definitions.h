@@ -89,7 +89,7 @@ class check_set {
   std::vector<const check_definition*> all() const;
 
   // Returns the texts of "PROVIDER-differs", "-outlier", "-not-unique",
-  // "-grew" or "-changed", or nothing when `id` does not end so.
+  // "-grew", "-changed" or "-state", or nothing when `id` does not end so.
   std::optional<check_definition> generic(std::string_view id) const;
 
   // The files read, in order.

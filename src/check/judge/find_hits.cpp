@@ -111,6 +111,11 @@ void column_judge::apply_generic(const comparison& of) {
   };
   const facts::comparison declared = fact.traits.compare;
   if (declared == facts::comparison::unstable) return;
+  if (declared == facts::comparison::state) {
+    if (const auto* check = generic(generic::state))
+      find_bad_states(of, *check, hits_);
+    return;
+  }
   if (const auto* check = generic(generic::differs)) {
     if (declared == facts::comparison::equal)
       find_differing(of, *check, hits_);

@@ -106,6 +106,31 @@ TEST(judge, tells_what_a_list_lacks_and_what_it_has_more) {
             "sysctl.a: 60; 9 of 9 peers have 10");
 }
 
+TEST(judge, believes_a_plugin_that_says_how_things_are) {
+  run_builder run(12);
+  run.number("check_raid", "check_raid.state")
+      .compare(facts::comparison::state)
+      .type(facts::value_type::integer)
+      .all(0)
+      .on(2, 2)
+      .on(3, 1)
+      .on(4, 3);
+  const judgement said = judged(run.data());
+  EXPECT_EQ(ids_of(said), std::vector<std::string>(3, "check-raid-state"));
+  EXPECT_EQ(verdict_of(said, "n2"), "unhealthy");
+  EXPECT_EQ(verdict_of(said, "n3"), "suspect");
+  EXPECT_EQ(verdict_of(said, "n4"), "suspect");
+  EXPECT_EQ(said.findings.at(0).message,
+            "check_raid.state: 2; which is critical");
+  // Also where it says so on all nodes.
+  run_builder all(3);
+  all.number("check_raid", "check_raid.state")
+      .compare(facts::comparison::state)
+      .all(2);
+  EXPECT_EQ(nodes_of(finding_of(judged(all.data()), "check-raid-state")),
+            "n1 n2 n3");
+}
+
 TEST(judge, finds_a_node_that_is_five_per_cent_slower) {
   run_builder run(64);
   bandwidth(run, 64).on(13, 203400 * 0.95);

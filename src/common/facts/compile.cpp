@@ -46,12 +46,13 @@ constexpr word_table<value_type, 4> types{{{"text", value_type::text},
 constexpr word_table<better, 3> directions{{{"none", better::none},
                                             {"higher", better::higher},
                                             {"lower", better::lower}}};
-constexpr word_table<comparison, 5> comparisons{
+constexpr word_table<comparison, 6> comparisons{
     {{"equal", comparison::equal},
      {"outlier", comparison::outlier},
      {"counter", comparison::counter},
      {"unique", comparison::unique},
-     {"volatile", comparison::unstable}}};
+     {"volatile", comparison::unstable},
+     {"state", comparison::state}}};
 constexpr word_table<several, 8> combinations{{{"error", several::error},
                                                {"set", several::set},
                                                {"count", several::count},
@@ -249,6 +250,8 @@ void fact_compiler::check_traits() {
   if (traits.direction != better::none && !numeric)
     expected("type integer or number beside better=\"" +
              std::string(name_of(traits.direction)) + "\"");
+  if (traits.compare == comparison::state && traits.type != value_type::integer)
+    expected("type integer beside compare=\"state\"");
   if ((traits.compare == comparison::outlier ||
        traits.compare == comparison::counter) &&
       !numeric)

@@ -17,8 +17,8 @@ std::string_view name_of(better direction) {
 }
 
 std::string_view name_of(comparison compare) {
-  constexpr const char* names[] = {"equal", "outlier", "counter", "unique",
-                                   "volatile"};
+  constexpr const char* names[] = {"equal",  "outlier",  "counter",
+                                   "unique", "volatile", "state"};
   return names[static_cast<std::size_t>(compare)];
 }
 

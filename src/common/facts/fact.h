@@ -26,6 +26,7 @@ enum class comparison : std::uint8_t {
   counter,   // only grows; what is compared is the growth
   unique,    // no two nodes may have the same
   unstable,  // written "volatile": never compared
+  state,     // of itself: 0 is fine, 1 a warning, 2 critical, others unknown
 };
 
 // What the declaration says of a fact.

@@ -170,6 +170,7 @@ fact state_of(const std::string& provider, int exit_status) {
   fact_traits traits;
   traits.type = value_type::integer;
   traits.direction = better::lower;
+  traits.compare = comparison::state;
   return {provider + ".state", std::int64_t{exit_status}, traits};
 }
 

@@ -112,7 +112,7 @@ TEST_F(read_plugin_, gives_each_item_its_unit_and_comparison) {
   }
   EXPECT_EQ(all.facts[5].name, "disk.state");
   EXPECT_EQ(all.facts[5].traits.type, value_type::integer);
-  EXPECT_EQ(all.facts[5].traits.compare, comparison::equal);
+  EXPECT_EQ(all.facts[5].traits.compare, comparison::state);
   EXPECT_EQ(all.facts[5].traits.direction, better::lower);
   EXPECT_EQ(all.facts[6].traits.compare, comparison::unstable);
 }

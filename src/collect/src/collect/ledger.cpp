@@ -47,6 +47,12 @@ std::string failure_text(int exit_status) {
   return fmt::format("exit status {}{}", exit_status, meaning_of(exit_status));
 }
 
+bool is_answer_of(bool of_plugin, int exit_status) {
+  constexpr int last_plugin_state = 3;
+  return exit_status == 0 ||
+         (of_plugin && exit_status > 0 && exit_status <= last_plugin_state);
+}
+
 std::string series_key(const std::string& provider, const std::string& option) {
   std::string key = provider;
   key.push_back('\0');
@@ -103,6 +109,7 @@ ledger::ledger(const plan& made, bool limit_typed)
       series& what = series_[series_of(provider.name, set.id)];
       what.limit = set.timeout;
       what.limit_text = limit_text(set, limit_typed);
+      what.plugin = provider.plugin;
     }
   for (const selected_node& node : made.nodes)
     node_of(node.name);
@@ -121,7 +128,7 @@ std::uint32_t ledger::series_of(const std::string& provider,
                                 const std::string& option) {
   const auto [place, added] = series_places_.emplace(
       series_key(provider, option), static_cast<std::uint32_t>(series_.size()));
-  if (added) series_.push_back({provider, option, {}, ""});
+  if (added) series_.push_back({provider, option, {}, "", false});
   return place->second;
 }
 
@@ -262,6 +269,14 @@ std::string ledger::name_of(const cell& one) const {
   return what.provider + ":" + what.option;
 }
 
+bool ledger::is_answer(const expected_result& what, int exit_status) const {
+  const auto known =
+      series_places_.find(series_key(what.provider, what.option));
+  return is_answer_of(
+      known != series_places_.end() && series_[known->second].plugin,
+      exit_status);
+}
+
 // What was collected with this result, be it whole or not.
 why ledger::why_of(const node_state& node, const cell& one) const {
   if (one.now == state::given_up) return reasons_[one.reason];
@@ -339,7 +354,9 @@ std::vector<shortfall_row> ledger::rows() const {
   for (const node_state& node : nodes_)
     for (const cell& one : node.cells) {
       if (one.now == state::removed) continue;
-      if (one.now == state::came && one.exit_status == 0) continue;
+      if (one.now == state::came &&
+          is_answer_of(series_[one.what].plugin, one.exit_status))
+        continue;
       const why reason = why_of(node, one);
       folder.add(reason.kind, reason.of_node ? "" : name_of(one), reason.common,
                  node.name);

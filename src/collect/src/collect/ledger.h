@@ -92,6 +92,9 @@ class ledger {
   std::size_t lacking() const;
   // Results that did come and are cut off by a time limit.
   std::size_t cut_off() const { return cut_off_; }
+  // Whether that provider answers with this exit status: 0, and of a monitoring
+  // plugin the states up to 3, which are the judgement's business.
+  bool is_answer(const expected_result& what, int exit_status) const;
   // Nodes that expected something and of which something is lacking.
   std::vector<std::string> nodes_lacking() const;
   // All that fell short, folded: by kind, in the order in which nodes have it.
@@ -105,6 +108,7 @@ class ledger {
     std::string option;
     std::chrono::seconds limit{0};
     std::string limit_text;
+    bool plugin = false;
   };
   struct cell {
     std::uint32_t what;        // in series_

@@ -120,6 +120,20 @@ TEST(ledger, takes_status_124_before_the_limit_for_a_failure) {
   EXPECT_EQ(account.cut_off(), 0u);
 }
 
+TEST(ledger, takes_the_states_of_a_plugin_for_answers) {
+  plan made = testing::example_plan(1);
+  for (planned_provider& each : made.providers)
+    each.plugin = each.name == "memory";
+  ledger account(made);
+  EXPECT_TRUE(account.is_answer(memory_of("n1"), 3));
+  EXPECT_FALSE(account.is_answer(memory_of("n1"), 4));
+  EXPECT_FALSE(account.is_answer({"n1", "stream", "full"}, 1));
+  EXPECT_FALSE(account.is_answer({"n1", "unheard", "None"}, 1));
+  came(account, memory_of("n1"), 2);
+  for (const shortfall_row& row : account.rows())
+    EXPECT_NE(row.kind, shortfall::failed);
+}
+
 TEST(ledger, lacks_nothing_when_a_node_has_no_such_thing) {
   plan made = testing::example_plan(1);
   made.not_required.push_back({"n1", "gpu", "runs only on role enhanced"});

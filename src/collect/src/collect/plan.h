@@ -39,6 +39,7 @@ struct planned_provider {
   std::string auxiliary_path;     // on this machine
   std::int64_t timeout_sec = 60;  // as written, not scaled
   std::string scale = "constant";
+  bool plugin = false;  // its exit status is a state: 1 and 2 are answers
 };
 
 struct selected_node {
