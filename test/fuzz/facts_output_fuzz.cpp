@@ -95,8 +95,9 @@ class known_outputs {
     if (read.cut) return series_.reset();
     extraction made{read.what, {}, read.unread};
     for (const auto& each : read.facts)
-      made.facts.push_back(
-          {series_->name(each), values_.at(each.value), series_->traits(each)});
+      made.facts.push_back({series_->name(each),
+                            values_.at(each.value, series_->traits(each).type),
+                            series_->traits(each)});
     std::sort(made.facts.begin(), made.facts.end(),
               [](const auto& a, const auto& b) { return a.name < b.name; });
     zelk::require(made == alone);

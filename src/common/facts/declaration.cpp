@@ -67,8 +67,9 @@ extraction declaration::read_output(std::string_view output,
   result.unread = read.unread;
   result.facts.reserve(read.facts.size());
   for (const numbered_fact& each : read.facts)
-    result.facts.push_back(
-        {reader.name(each), values.at(each.value), reader.traits(each)});
+    result.facts.push_back({reader.name(each),
+                            values.at(each.value, reader.traits(each).type),
+                            reader.traits(each)});
   std::sort(result.facts.begin(), result.facts.end(), by_name);
   return result;
 }

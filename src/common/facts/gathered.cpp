@@ -117,18 +117,22 @@ gathered::entry* gathered::entry_of(std::uint32_t which, std::uint32_t name) {
 }
 
 void gathered::add_up(entry& to, std::uint32_t name, std::uint32_t value) {
-  fact_value& sum = sums_.emplace(name, values_.at(to.value)).first->second;
+  const value_type type = all_.facts[to.which].read_as;
+  fact_value& sum =
+      sums_.emplace(name, values_.at(to.value, type)).first->second;
   std::string problem;
-  sum = sum_of(sum, values_.at(value), problem);
+  sum = sum_of(sum, values_.at(value, type), problem);
   if (!problem.empty()) problems_.emplace(name, problem);
 }
 
 // Requires: it is not the first of its name, or one of a set.
 void gathered::combine(entry& to, std::uint32_t name, const given_fact& one) {
+  const auto value_of = [&](std::uint32_t index) {
+    return values_.at(index, all_.facts[one.which].read_as);
+  };
   switch (all_.facts[one.which].combine) {
     case several::error:
-      if (one.value != to.value &&
-          values_.at(one.value) != values_.at(to.value))
+      if (one.value != to.value && value_of(one.value) != value_of(to.value))
         problems_.emplace(name, "found '" + excerpt(values_.text(to.value)) +
                                     "' and '" +
                                     excerpt(values_.text(one.value)) + "'");
@@ -143,10 +147,10 @@ void gathered::combine(entry& to, std::uint32_t name, const given_fact& one) {
       to.value = one.value;
       break;
     case several::min:
-      if (values_.at(one.value) < values_.at(to.value)) to.value = one.value;
+      if (value_of(one.value) < value_of(to.value)) to.value = one.value;
       break;
     case several::max:
-      if (!(values_.at(one.value) < values_.at(to.value))) to.value = one.value;
+      if (!(value_of(one.value) < value_of(to.value))) to.value = one.value;
       break;
     case several::count:
     case several::first:
@@ -296,12 +300,13 @@ void gathered::finish_absent(std::size_t which, const std::string& incomplete) {
   }
 }
 
-std::uint32_t gathered::joined(std::vector<std::uint32_t>& values) {
+std::uint32_t gathered::joined(std::vector<std::uint32_t>& values,
+                               value_type type) {
   std::sort(values.begin(), values.end());
   values.erase(std::unique(values.begin(), values.end()), values.end());
   std::vector<fact_value> sorted;
   for (const std::uint32_t each : values)
-    sorted.push_back(values_.at(each));
+    sorted.push_back(values_.at(each, type));
   std::sort(sorted.begin(), sorted.end());
   sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
   std::string text;
@@ -328,7 +333,7 @@ void gathered::finish_entry(std::uint32_t name, const std::string& incomplete) {
   std::uint32_t value = from.value;
   if (what.combine == several::count)
     value = values_.index_of(std::int64_t{from.count});
-  if (what.combine == several::set) value = joined(sets_[name]);
+  if (what.combine == several::set) value = joined(sets_[name], what.read_as);
   if (const auto sum = sums_.find(name); sum != sums_.end())
     value = values_.index_of(sum->second);
   made_.cut = made_.cut || value == no_index;

@@ -112,7 +112,7 @@ class gathered {
                     const std::string& problem);
   void combine(entry& to, std::uint32_t name, const given_fact& one);
   void add_up(entry& to, std::uint32_t name, std::uint32_t value);
-  std::uint32_t joined(std::vector<std::uint32_t>& values);
+  std::uint32_t joined(std::vector<std::uint32_t>& values, value_type type);
   void finish_entry(std::uint32_t name, const std::string& incomplete);
   void finish_absent(std::size_t which, const std::string& incomplete);
   void finish_unread();

@@ -83,8 +83,9 @@ extraction as_extraction(const output_series& series, const value_table& values,
   result.what = read.what;
   result.unread = read.unread;
   for (const numbered_fact& each : read.facts)
-    result.facts.push_back(
-        {series.name(each), values.at(each.value), series.traits(each)});
+    result.facts.push_back({series.name(each),
+                            values.at(each.value, series.traits(each).type),
+                            series.traits(each)});
   std::sort(result.facts.begin(), result.facts.end(),
             [](const fact& a, const fact& b) { return a.name < b.name; });
   return result;

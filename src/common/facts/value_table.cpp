@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <functional>
 #include <variant>
 
@@ -18,6 +19,16 @@ std::size_t spread(std::uint64_t bits) {
   bits = (bits ^ (bits >> 30U)) * 0xbf58476d1ce4e5b9U;
   bits = (bits ^ (bits >> 27U)) * 0x94d049bb133111ebU;
   return bits ^ (bits >> 31U);
+}
+
+// Such a number is written as an integer is, which 100,000 ("1e+05") and -0 are
+// not.
+std::optional<std::int64_t> as_written_integer(double number) {
+  constexpr double largest = 1e15;  // all integers up to it are doubles
+  if (std::abs(number) > largest || number != std::trunc(number)) return {};
+  const auto whole = static_cast<std::int64_t>(number);
+  if (text_of(number) != std::to_string(whole)) return {};
+  return whole;
 }
 
 std::size_t hash_of_text(std::string_view text) {
@@ -82,9 +93,12 @@ std::uint32_t value_table::index_of(const fact_value& value) {
   if (const auto* whole = std::get_if<std::int64_t>(&value))
     return find_or_add({static_cast<std::uint64_t>(*whole), 0, kind::integer},
                        {});
-  if (const auto* number = std::get_if<double>(&value))
+  if (const auto* number = std::get_if<double>(&value)) {
+    if (const auto whole = as_written_integer(*number))
+      return index_of(fact_value(*whole));
     return find_or_add({std::bit_cast<std::uint64_t>(*number), 0, kind::number},
                        {});
+  }
   return find_or_add({std::get<bool>(value) ? 1U : 0U, 0, kind::boolean}, {});
 }
 
@@ -106,6 +120,14 @@ fact_value value_table::at(std::uint32_t index) const {
       break;
   }
   return std::string(text_at(of));
+}
+
+fact_value value_table::at(std::uint32_t index, value_type type) const {
+  fact_value value = at(index);
+  if (type == value_type::number)
+    if (const auto* whole = std::get_if<std::int64_t>(&value))
+      return static_cast<double>(*whole);
+  return value;
 }
 
 std::string value_table::text(std::uint32_t index) const {

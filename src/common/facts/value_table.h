@@ -2,7 +2,8 @@
 //
 // A run of 10,000 nodes has millions of values, most of them measurements that
 // no other node has: each takes 16 bytes here, and a text its bytes besides.
-// Values of different types are different: the integer 1 is not the text "1".
+// The integer 1 is not the text "1", but it is the number 1: two versions of a
+// description may call one thing by either type.
 
 #pragma once
 
@@ -42,7 +43,11 @@ class value_table {
   std::size_t size() const { return items_.size(); }
 
   // Requires of all that follow: `index` is less than size().
+  // As a value of its type: a number that is written as an integer is one here,
+  // whatever it was when it came.
   fact_value at(std::uint32_t index) const;
+  // As a value of that type. Requires: it came as one.
+  fact_value at(std::uint32_t index, value_type type) const;
   std::string text(std::uint32_t index) const;  // as text_of(at(index))
   bool is_text(std::uint32_t index) const {
     return items_[index].what == kind::text;
