@@ -114,6 +114,18 @@ names_apart apart(const std::vector<std::string>& names) {
   return result;
 }
 
+verdict overall_of(const judgement& of) {
+  if (of.counts.unhealthy > 0) return verdict::unhealthy;
+  if (of.counts.suspect > 0) return verdict::suspect;
+  const bool is_warned = std::any_of(
+      of.findings.begin(), of.findings.end(), [](const finding& each) {
+        return each.blames_nobody && each.level != severity::informational;
+      });
+  if (is_warned) return verdict::suspect;
+  return of.counts.unknown > 0 || of.counts.healthy == 0 ? verdict::unknown
+                                                         : verdict::healthy;
+}
+
 severity severity_of(int score) {
   for (const auto& [name, band] : postprocessor::severity_bands) {
     if (score < band.lowest || score > band.highest) continue;

@@ -51,6 +51,7 @@ struct node_value {
   std::string node, value;
   std::string before;  // in the baseline; "" when unknown
   std::optional<double> number, z, delta_percent;  // from the median of peers
+  std::optional<double> number_before = {};        // of `before`
 };
 
 struct finding {
@@ -80,6 +81,11 @@ struct finding {
   // Of one about a class or the run as a whole, which cannot be parted: those
   // of `nodes` for which it is accepted. It stays while others have it.
   std::vector<std::string> accepted_nodes;
+  // None of `nodes` is worse for it, as when a class has two groups and nobody
+  // can tell which is right.
+  bool blames_nobody = false;
+  // Of one about such groups: value and nodes, most nodes first.
+  std::vector<std::pair<std::string, std::vector<std::string>>> groups;
 };
 
 // A class of like nodes.
@@ -114,6 +120,9 @@ struct distribution {
   std::vector<double> values;  // ascending
   double median = 0, mad = 0;
   std::vector<node_value> outliers;  // the worst first
+  // Of how many facts it is made: above 1, `fact` has a "*" where their names
+  // have numbers, and a value is the worst of one node.
+  std::size_t members = 1;
 };
 
 // A fact of which the nodes of a class do not all have the same value.
@@ -171,6 +180,8 @@ struct judgement {
   std::vector<std::string> troubles;
   // Of the lists above, where a cluster had more than a report can hold.
   std::size_t differences_left_out = 0, distributions_left_out = 0;
+  // A run that started later and goes on; 0: none is known.
+  std::int64_t newer_running = 0;
 };
 
 // The words of reports: "n/a", "no-data"; "unhealthy"; "critical"; "new".
@@ -188,6 +199,10 @@ struct names_apart {
   std::vector<std::string> fit, odd;
 };
 names_apart apart(const std::vector<std::string>& names);
+
+// By counts and findings. It is never healthy while something is not known, nor
+// above a warning that blames no node.
+verdict overall_of(const judgement& of);
 
 // By the bands of names.h: 0 to 24, 25 to 74, 75 to 100.
 severity severity_of(int score);

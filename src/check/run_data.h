@@ -37,6 +37,7 @@ struct provider_answer {
   std::string reason;           // for people; of a missing one: why, or ""
   std::int64_t ended_usec = 0;  // since the Unix epoch; 0: never
   double duration = 0;          // seconds
+  bool was_not_asked = false;   // missing: the run ended before its turn came
 };
 
 // One fact, and what each node says of it.
@@ -67,6 +68,9 @@ struct node_notes {
 struct unread_fact {
   std::string provider, name, reason;
   std::vector<std::uint32_t> nodes;
+  // Of a whole output: nobody has described what the provider says, so that no
+  // more can be expected than that it came.
+  bool is_undescribed = false;
 };
 
 struct provider_info {
@@ -80,6 +84,16 @@ struct provider_info {
   std::string option_id;
 };
 
+// What of a node tells whom it is like. "" and 0 are not known, or none.
+struct machine_facts {
+  std::string processor;     // its model
+  std::string architecture;  // all that some kernels tell of it
+  std::string machine;       // its maker's name for it
+  double memory = 0;         // KiB
+  double cards = 0;          // graphics cards
+  double sockets = 0;
+};
+
 struct run_data {
   run_info run;
   std::vector<std::string> nodes;  // natural order; the index is the number
@@ -88,6 +102,9 @@ struct run_data {
   std::vector<fact_column> facts;        // by name, provider, option
   facts::value_table values;
   std::vector<unread_fact> unread;  // by provider, name, reason
+  // By node, what earlier runs say; this one's own facts come first. May be
+  // empty.
+  std::vector<machine_facts> machines;
 };
 
 // A known state that an administrator has accepted (zelk-db accept).

@@ -28,6 +28,7 @@ MOST_TO_OPEN = 8
 MOST_TO_SCROLL = 6
 MOST_TO_FILTER = 3
 MOST_TO_PRINT = 20
+MOST_SHEETS = 9  # for 136 nodes with six kinds of trouble
 LARGEST_PAGE = 5 * 1024 * 1024
 
 VISIBLE = """
@@ -136,6 +137,16 @@ class Looks(PageTest):
         self.open("example.html")
         self.shot("narrow", 6000)
 
+    def test_the_evidence_of_all_findings_is_seen_on_a_narrow_screen(self):
+        self.browser.size(390)
+        self.open("4000.html")
+        right = self.browser.run("""
+            return Math.max(...Array.from(
+              document.querySelectorAll('.stack td.evidence'),
+              e => e.getBoundingClientRect().right))""")
+        self.assertGreater(right, 0)
+        self.assertLessEqual(right, 390)
+
     def test_forced_colours_leave_the_marks(self):
         self.browser.media(forced_colors="active")
         self.open("example.html")
@@ -149,6 +160,9 @@ class Looks(PageTest):
         self.assertEqual(self.visible("nav"), [])
         pdf = self.browser.pdf()
         self.assertTrue(pdf.startswith(b"%PDF"))
+        sheets = len(re.findall(rb"/Type\s*/Page\b", pdf))
+        self.assertGreater(sheets, 0)
+        self.assertLessEqual(sheets, MOST_SHEETS)
         if SHOTS:
             (SHOTS / "print.pdf").write_bytes(pdf)
 

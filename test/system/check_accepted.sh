@@ -9,13 +9,13 @@ for node in n{4..6}; do answer "$node" box 'colour: blue'; done
 take_in --expect 'n[1-6]'
 check
 expect_status 1
-said 'no majority: 3 have blue, 3 have red'
+said 'no majority: 3 have blue (n[4-6]), 3 have red (n[1-3])'
 
 accept box-differs -w n4
 check
 expect_status 1
 said 'accepted on 1 of its 6 nodes; box.colour: no majority'
-said '5 suspect   1 healthy'
+said 'SUSPECT   6 healthy'  # nobody can tell which colour is right
 check --json
 jq -e '.findings[0].accepted_on.nodes == ["n4"]' stdout >/dev/null || fail 'not in JSON'
 check --explain box-differs

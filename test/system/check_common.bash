@@ -10,8 +10,12 @@ checker=$tree/bin/zelk-check
 ln -s "$tree/etc/checks" "$root/etc/"
 evidence=$scratch/evidence
 
-# describe_facts NAME FACTS: a provider that prints the evidence of the moment.
-describe_facts() { describe "$1" "cat $evidence.$1" "<facts>$2</facts>"; }
+# describe_facts NAME FACTS: a provider that prints the evidence of the moment,
+# and what the machine is: machines of which nobody knows it are not compared.
+describe_facts() {
+  describe "$1" "echo cpu.model: made up; cat $evidence.$1" \
+    "<facts>$2<fact name='cpu.model' from='cpu.model'/></facts>"
+}
 
 # answer NODE PROVIDER TEXT: what one node says; waits in the shared directory.
 answer() {

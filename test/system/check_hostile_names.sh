@@ -3,7 +3,7 @@
 . "$(dirname "$0")/check_common.bash"
 
 describe_facts box "<fact name='box.colour' from='colour'/>"
-says() { /usr/bin/python3 "$here/write_record.py" "$out" "$1" box "$2"; }
+says() { /usr/bin/python3 "$here/write_record.py" "$out" "$1" box "$2cpu.model: x\n"; }
 for node in n{1..5}; do says "$node" 'colour: red\n'; done
 says 'n\x1b[2J<script>alert(1)</script>' \
   'colour: \x1b]0;x\x07</script><svg onload=alert(1)>&"'"'"',=cmd()\n'

@@ -28,11 +28,3 @@ check --local --limit box.size=250:
 expect_status 3
 complained 'not judged: box: ended with status 1'
 [ ! -e ran ] || fail 'a provider that nobody wants was run'
-
-# Its time is bounded, whatever hangs.
-echo 'size: 256' >"$evidence.box"
-SECONDS=0
-check --local -t 5 --limit 'slow.size=1' --limit box.size=250:
-[ "$SECONDS" -lt 15 ] || fail "$SECONDS s"
-[ "$status" -ne 0 ] || complained 'not judged: slow'
-expect_nothing_left

@@ -22,8 +22,7 @@ collect() {
 
 # start_collecting ARGUMENT...: in the background; sets `pid`.
 start_collecting() {
-  : >"$scratch/stdout"
-  : >"$scratch/stderr"
+  : >"$scratch/stdout" 2>"$scratch/stderr"
   ZELK_TEST_TAG=$scratch setsid "$collector" "$@" \
     >"$scratch/stdout" 2>"$scratch/stderr" </dev/null &
   pid=$!

@@ -50,13 +50,10 @@ run() {
 
 # start ARGUMENT...: the worker in the background, leading a process group of its
 # own; sets `pid`. Whatever it starts can be found by the tag in its environment.
-# What an earlier worker wrote is gone when this returns.
 start() {
-  : >"$scratch/stdout"
-  : >"$scratch/stderr"
-  ZELK_TEST_TAG=$scratch setsid "$worker" "$@" \
-    >"$scratch/stdout" 2>"$scratch/stderr" &
-  pid=$!
+  : >"$scratch/stdout" 2>"$scratch/stderr"
+  ZELK_TEST_TAG=$scratch setsid "$worker" "$@" >"$scratch/stdout" \
+    2>"$scratch/stderr" & pid=$!
 }
 
 # finish [SIGNAL]: waits for the end of what was started; sets `status`.

@@ -19,7 +19,7 @@ expect_results 5
 db facts --descriptions "$examples" --format csv
 [ "$status" -le 1 ] || fail "status $status"
 for name in "${names[@]}"; do
-  grep -qE "^$host,$name,None,$name\.state,[0-3],,integer,lower,equal\$" stdout ||
+  grep -qE "^$host,$name,None,$name\.state,[0-3],,integer,lower,state\$" stdout ||
     fail "no state of $name"
   grep -qE "^$host,$name,None,$name\.text,.+,,text,none,volatile\$" stdout ||
     fail "no text of $name"

@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "src/check/command/limits.h"
 #include "src/check/command/option_values.h"
 #include "src/common/log/settings.h"
 #include "src/common/names/names.h"
@@ -115,12 +116,8 @@ void interpreter::interpret_data() {
     to_.judge.z = number_value("--z", *z, above_zero);
   if (const auto* percent = given("--min-effect"))
     to_.judge.min_effect = number_value("--min-effect", *percent, 0);
-  for (const std::string& each : to_.limits) {
-    std::string problem;
-    const std::optional<metric_limit> limit = read_limit(each, problem);
-    if (!limit) throw usage_mistake("--limit: " + problem);
-    to_.judge.limits.push_back(*limit);
-  }
+  for (const std::string& each : to_.limits)
+    to_.judge.limits.push_back(read_typed_limit(each));
 }
 
 void interpreter::interpret_saying() {
@@ -257,7 +254,10 @@ void interpreter::interpret_common() {
     to_.config_typed = true;
   }
   if (const auto* where = given("--db")) to_.datastore = *where;
-  if (const auto* file = given("--nodefile")) to_.nodefile = *file;
+  if (const auto* file = given("--nodefile")) {
+    to_.nodefile = *file;
+    to_.nodefile_typed = true;
+  }
   if (const auto* folder = given("--descriptions")) to_.descriptions = *folder;
   if (const auto* when = given("--color")) {
     check_one_of("--color", *when, {"auto", "always", "never"});

@@ -9,19 +9,20 @@
 #include <utility>
 #include <vector>
 
+#include "src/check/command/known_checks.h"
+#include "src/check/command/limits.h"
 #include "src/check/input/load.h"
 #include "src/check/input/node_notes.h"
 #include "src/check/input/only_nodes.h"
 #include "src/check/input/run_choice.h"
 #include "src/check/judge/glob.h"
+#include "src/check/judge/machines.h"
 #include "src/collect/src/accumulate/datastore_location.h"
 #include "src/collect/src/reading/acceptances.h"
 #include "src/collect/src/reading/failure.h"
 #include "src/collect/src/reading/opening.h"
-#include "src/collect/src/reading/run_selection.h"
 #include "src/common/facts/description_set.h"
 #include "src/common/node/tokenized_host.h"
-#include "src/common/str/nearest_word.h"
 #include "src/common/text/size_text.h"
 #include "src/common/text/time_text.h"
 #include "src/common/text/visible_text.h"
@@ -35,6 +36,9 @@ using reading::refusal;
 
 // For another process that is writing.
 constexpr std::chrono::seconds wait{30};
+
+// Earlier runs that are asked what the nodes are; the last full one knows.
+constexpr std::int64_t most_asked_for_machines = 8;
 
 reading::place find_place(const check_settings& settings) {
   const accumulate::datastore_location found =
@@ -50,43 +54,6 @@ std::vector<acceptance> acceptances_at(database& base, std::int64_t now_usec) {
       all.push_back({each.id, each.check, std::move(each.nodes), each.reason,
                      each.who, each.made_usec, each.until_usec});
   return all;
-}
-
-void check_names(const char* option, const std::vector<std::string>& words,
-                 const check_set& checks) {
-  std::vector<std::string> known;
-  for (const check_definition* each : checks.all())
-    known.push_back(each->id);
-  const auto stands_for_any = [&](const std::string& pattern) {
-    return std::any_of(known.begin(), known.end(),
-                       [&](const auto& id) { return matches(pattern, id); });
-  };
-  for (const std::string& word : words) {
-    // A generic check, "PROVIDER-differs", is known by its ending only.
-    if (is_pattern(word) ? stands_for_any(word) || checks.generic(word)
-                         : checks.find(word) || checks.generic(word))
-      continue;
-    throw refusal(std::string(option) + "'" + word + "' is no check" +
-                  str::did_you_mean(word, known) +
-                  "; 'zelk-check --list' lists them");
-  }
-}
-
-// A limit that is about nothing would be kept by every node.
-void check_limits(const std::vector<metric_limit>& limits,
-                  const run_data& run) {
-  for (const metric_limit& limit : limits) {
-    std::vector<std::string> known;
-    known.reserve(run.facts.size());
-    for (const fact_column& each : run.facts)
-      known.push_back(each.name);
-    const bool held = std::any_of(
-        known.begin(), known.end(),
-        [&](const auto& name) { return matches(limit.metric, name); });
-    if (!held)
-      throw refusal("--limit: the run has no fact '" + limit.metric + "'" +
-                    str::did_you_mean(limit.metric, known));
-  }
 }
 
 void remove_names(std::vector<std::string>& from,
@@ -138,10 +105,16 @@ class run_judge {
  private:
   run_data load_noted(std::int64_t number);
   run_data load_judged(std::int64_t number);
+  void tell_machines(run_data& now, const accumulate::run& run,
+                     const run_data* baseline);
   std::vector<earlier_run> history_of(const accumulate::run& now,
+                                      const run_data& judged,
                                       const judge_options& options,
                                       const std::vector<acceptance>& accepted,
                                       const run_data* baseline);
+  void tell_what_is_about_nothing(const std::vector<metric_limit>& limits,
+                                  const std::vector<acceptance>& accepted,
+                                  const run_data& run) const;
   judgement chosen(judgement all, const run_data& run) const;
 
   const check_settings& settings_;
@@ -176,10 +149,30 @@ run_data run_judge::load_judged(std::int64_t number) {
   return loaded;
 }
 
+// A run of a few providers does not say what the nodes are: earlier ones do.
+void run_judge::tell_machines(run_data& now, const accumulate::run& run,
+                              const run_data* baseline) {
+  now.machines = machines_in(now);
+  if (baseline)
+    complete(now.machines, now.nodes, machines_in(*baseline), baseline->nodes);
+  accumulate::run_filter filter;
+  filter.started_until_usec = run.started_usec;
+  filter.limit = most_asked_for_machines;
+  for (const accumulate::run& each : accumulate::list_runs(base_, filter)) {
+    const machines_wanted wanted = wanted_of(now, now.machines);
+    if (wanted.nodes.empty()) return;
+    if (baseline && each.number == baseline->run.number) continue;
+    const run_data said =
+        loader_->load_results({each.number, wanted.nodes, wanted.providers});
+    complete(now.machines, now.nodes, machines_in(said), said.nodes);
+  }
+}
+
 // Each earlier run is judged by itself, as it was then.
 std::vector<earlier_run> run_judge::history_of(
-    const accumulate::run& now, const judge_options& options,
-    const std::vector<acceptance>& accepted, const run_data* baseline) {
+    const accumulate::run& now, const run_data& judged,
+    const judge_options& options, const std::vector<acceptance>& accepted,
+    const run_data* baseline) {
   std::vector<earlier_run> earlier;
   history_budget budget;
   if (baseline) budget.loaded = baseline->run.number;
@@ -189,9 +182,14 @@ std::vector<earlier_run> run_judge::history_of(
     const auto remembered = [&](const run_data& run) {
       return remember(judge(run, nullptr, {}, checks_, accepted, then));
     };
-    earlier.push_back(each.number == budget.loaded
-                          ? remembered(*baseline)
-                          : remembered(load_noted(each.number)));
+    if (each.number == budget.loaded) {
+      earlier.push_back(remembered(*baseline));
+      continue;
+    }
+    run_data run = load_noted(each.number);
+    run.machines = machines_in(run);
+    complete(run.machines, run.nodes, judged.machines, judged.nodes);
+    earlier.push_back(remembered(run));
   }
   return earlier;
 }
@@ -204,6 +202,11 @@ judgement run_judge::chosen(judgement all, const run_data& run) const {
   if (!settings_.nodes.empty()) names = names_of("-w", settings_.nodes, groups);
   const std::vector<std::string> out =
       names_of("-x", settings_.excluded, groups);
+  std::vector<std::string> unknown_out = out;
+  remove_names(unknown_out, run.nodes);
+  if (!unknown_out.empty())
+    throw refusal("-x: the run neither expected nor has " +
+                  TokenizedHost::get_merged_hosts(unknown_out));
   remove_names(names, out);
   std::vector<std::string> unknown = names;
   remove_names(unknown, run.nodes);
@@ -215,24 +218,38 @@ judgement run_judge::chosen(judgement all, const run_data& run) const {
   return only_nodes(std::move(all), names, run);
 }
 
+void run_judge::tell_what_is_about_nothing(
+    const std::vector<metric_limit>& limits,
+    const std::vector<acceptance>& accepted, const run_data& run) const {
+  if (settings_.quiet) return;
+  tell_unlimited_nodes(limits, run);
+  tell_acceptances_of_nothing(settings_, checks_, accepted);
+  tell_facts_of_nobody(settings_, checks_, run);
+}
+
 void run_judge::judge_into(judged_run& result) {
-  const accumulate::run now = reading::select_run(base_, settings_.run);
+  const chosen_run asked = choose_run(base_, settings_.run);
+  const accumulate::run& now = asked.run;
   const std::optional<accumulate::run> earlier =
       choose_baseline(base_, now, settings_.baseline);
   result.run = load_judged(now.number);
-  const judge_options options = options_for(settings_, result.run.run);
-  check_limits(options.limits, result.run);
+  judge_options options = options_for(settings_, result.run.run);
+  options.limits = limits_for(settings_.limits, result.run);
   const std::vector<acceptance> accepted =
       acceptances_at(base_, present_usec());
+  if (settings_.what == action::report)
+    tell_what_is_about_nothing(options.limits, accepted, result.run);
   std::optional<run_data> baseline;
   if (earlier) baseline = load_noted(earlier->number);
-  const std::vector<earlier_run> history =
-      history_of(now, options, accepted, baseline ? &*baseline : nullptr);
+  tell_machines(result.run, now, baseline ? &*baseline : nullptr);
+  const std::vector<earlier_run> history = history_of(
+      now, result.run, options, accepted, baseline ? &*baseline : nullptr);
   if (baseline) align_options(result.run, *baseline);
   loader_.reset();  // and what it remembers of outputs
   judgement all = judge(result.run, baseline ? &*baseline : nullptr, history,
                         checks_, accepted, options);
   all.now_usec = present_usec();
+  all.newer_running = asked.newer;
   result.what = chosen(std::move(all), result.run);
 }
 
@@ -243,6 +260,9 @@ std::int64_t present_usec() {
   char* end = nullptr;
   const long long seconds = given ? std::strtoll(given, &end, 10) : 0;
   const bool is_number = given && end != given && *end == '\0';
+  if (given && *given != '\0' && !is_number)
+    throw refusal("SOURCE_DATE_EPOCH: expected seconds since 1970; found '" +
+                  text::visible_text(given) + "'");
   return is_number ? seconds * text::usec_per_sec : text::now_usec();
 }
 
@@ -265,8 +285,7 @@ check_set read_checks(const check_settings& settings) {
       check_set::read(settings.checks_folders,
                       settings.install_root + "/share/zelkara/check.xsd");
   if (!checks) throw refusal("the check definitions cannot be used");
-  check_names("", settings.judge.only, *checks);
-  check_names("--skip: ", settings.judge.skip, *checks);
+  check_asked(settings, *checks);
   return std::move(*checks);
 }
 

@@ -77,9 +77,9 @@ struct check_settings {
   // Where things lie.
   std::string datastore;  // --db; "": as the other programs find it
   std::string config_file, nodefile;
-  bool config_typed = false;                // on the command line
-  std::vector<std::string> checks_folders;  // --checks
-  std::string descriptions;                 // "": the installed ones
+  bool config_typed = false, nodefile_typed = false;  // on the command line
+  std::vector<std::string> checks_folders;            // --checks
+  std::string descriptions;                           // "": the installed ones
   std::string install_root;
 
   int log_level = 4;

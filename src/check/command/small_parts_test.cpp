@@ -5,6 +5,7 @@
 #include "src/check/command/judge_run.h"
 #include "src/check/command/man_page.h"
 #include "src/check/command/terminal.h"
+#include "src/collect/src/reading/failure.h"
 
 namespace zelk::check {
 namespace {
@@ -68,8 +69,12 @@ class present_usec_ : public environment {};
 TEST_F(present_usec_, can_be_given) {
   set("SOURCE_DATE_EPOCH", "1760000000");
   EXPECT_EQ(present_usec(), 1'760'000'000'000'000);
-  set("SOURCE_DATE_EPOCH", "yesterday");
+  set("SOURCE_DATE_EPOCH", "");
   EXPECT_GT(present_usec(), 1'760'000'000'000'000);
+  for (const char* given : {"yesterday", "17x", " "}) {
+    set("SOURCE_DATE_EPOCH", given);
+    EXPECT_THROW(present_usec(), reading::refusal) << given;
+  }
 }
 
 class options_for_ : public environment {};

@@ -18,6 +18,13 @@ std::string_view variable(const char* name) {
   return value == nullptr ? "" : value;
 }
 
+winsize terminal_size() {
+  winsize size = {};
+  if (!on_terminal() || ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0)
+    return {};
+  return size;
+}
+
 }  // namespace
 
 bool on_terminal() {
@@ -25,10 +32,11 @@ bool on_terminal() {
 }
 
 std::size_t terminal_width() {
-  winsize size = {};
-  if (!on_terminal() || ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0)
-    return 0;
-  return size.ws_col;
+  return terminal_size().ws_col;
+}
+
+std::size_t terminal_height() {
+  return terminal_size().ws_row;
 }
 
 bool wants_colour(color_use asked, bool terminal) {

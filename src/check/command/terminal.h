@@ -12,6 +12,8 @@ bool on_terminal();
 
 // Columns; 0: it is no terminal, or does not say.
 std::size_t terminal_width();
+// Lines; 0 likewise.
+std::size_t terminal_height();
 
 // By --color, then NO_COLOR, CLICOLOR_FORCE and CLICOLOR, then by whether there
 // is a terminal, which is not called "dumb".

@@ -13,9 +13,11 @@
 #include <sstream>
 #include <system_error>
 
+#include "src/check/command/file_hashes.h"
 #include "src/check/command/output_file.h"
 #include "src/check/command/terminal.h"
 #include "src/check/input/error_output.h"
+#include "src/check/input/node_notes.h"
 #include "src/check/report/ascii_text.h"
 #include "src/collect/src/reading/failure.h"
 #include "src/common/names/version.h"
@@ -102,7 +104,31 @@ std::string same_datastore(const check_settings& settings) {
   return words.text();
 }
 
-// What was typed to say which run it is.
+// What was typed to say what is judged by what: without it the next command
+// would tell of something else.
+void add_rules(const check_settings& settings, typed_words& words) {
+  if (settings.nodefile_typed) words.add("-n", settings.nodefile);
+  for (std::size_t i = 1; i < settings.checks_folders.size(); ++i)
+    words.add("--checks", settings.checks_folders[i]);
+  if (settings.descriptions != settings.install_root + "/etc/providers")
+    words.add("--descriptions", settings.descriptions);
+  for (const class_override& each : settings.classes)
+    words.add("--class", each.name + "=" + each.nodes);
+  for (const std::string& limit : settings.limits)
+    words.add("--limit", limit);
+  for (const std::string& check : settings.judge.skip)
+    words.add("--skip", check);
+  const judge_options usual;
+  const judge_options& judge = settings.judge;
+  if (judge.by != usual.by) words.add("--peers", name_of(judge.by));
+  if (judge.min_peers != usual.min_peers)
+    words.add("--min-peers", std::to_string(judge.min_peers));
+  if (judge.z != usual.z) words.add("--z", fmt::format("{}", judge.z));
+  if (judge.min_effect != usual.min_effect)
+    words.add("--min-effect", fmt::format("{}", judge.min_effect));
+}
+
+// What was typed to say which run it is, and how it is judged.
 std::string same_run(const check_settings& settings) {
   typed_words words;
   const auto add = [&](const std::string& option, const std::string& value) {
@@ -118,6 +144,7 @@ std::string same_run(const check_settings& settings) {
     add("-w", nodes);
   for (const std::string& nodes : settings.excluded)
     add("-x", nodes);
+  add_rules(settings, words);
   return words.text();
 }
 
@@ -186,6 +213,15 @@ page_options output_writer::page_options_for(const output_place& place) {
   page.configuration = settings_.config_file;
   page.datastore = judged_.path;
   page.same_datastore = same_datastore(settings_);
+  if (!settings_.nodefile.empty()) {
+    const node::Nodelist list = read_nodefile(settings_.nodefile);
+    for (const node::node_entry& each : list.nodes())
+      page.node_order.push_back(each.name);
+  }
+  std::vector<std::string> files = {settings_.config_file, settings_.nodefile};
+  files.insert(files.end(), judged_.what.with.definition_files.begin(),
+               judged_.what.with.definition_files.end());
+  page.file_hashes = file_hashes(files);
   page.json = [this](const judgement& what, std::ostream& out) {
     report_options json = report_options_for(settings_, false);
     json.form = report_form::json;
@@ -288,6 +324,7 @@ report_options report_options_for(const check_settings& settings,
   options.width = terminal ? terminal_width() : 0;
   options.limit_rows =
       settings.limit_rows.value_or(terminal ? rows_on_terminal : 0);
+  if (terminal && !settings.limit_rows) options.height = terminal_height();
   options.version = product_version();
   options.same_run = same_run(settings);
   options.same_datastore = same_datastore(settings);

@@ -41,6 +41,7 @@ void fact_table::begin(const std::string& provider, const std::string& option) {
   unread_.clear();
   cut_.clear();
   silent_.clear();
+  empty_ = telling_ = 0;
   facts_ = 0;
 }
 
@@ -94,12 +95,15 @@ std::uint32_t fact_table::column_of(reader& of,
 void fact_table::add(const facts::output_series& from,
                      const facts::numbered_extraction& read,
                      std::int32_t version,
-                     const std::vector<std::uint32_t>& nodes) {
+                     const std::vector<std::uint32_t>& nodes, bool is_blank) {
+  const bool says_nothing = is_empty(read, is_blank);
+  (says_nothing ? empty_ : telling_) += nodes.size();
   bool cut = facts_ + read.facts.size() > limits_.facts;
   if (!cut) {
     reader& by = reader_of(from);
     statement& all = said_.emplace_back();
     all.nodes = nodes;
+    all.is_empty = says_nothing;
     all.facts.reserve(read.facts.size());
     for (const facts::numbered_fact& one : read.facts) {
       const std::uint32_t where = column_of(by, one, version);
@@ -168,6 +172,32 @@ void fact_table::fill(const std::vector<std::uint32_t>& kept) {
   }
 }
 
+// Lists and counts have a value where nothing is listed, too.
+bool fact_table::is_empty(const facts::numbered_extraction& read,
+                          bool is_blank) const {
+  if (read.what != facts::outcome::read) return false;
+  const bool may_be = is_blank || read.facts.empty() || !read.unread.empty();
+  return may_be && std::all_of(read.facts.begin(), read.facts.end(),
+                               [&](const facts::numbered_fact& one) {
+                                 return to_.values.number(one.value) == 0.0 ||
+                                        to_.values.text(one.value).empty();
+                               });
+}
+
+// To have nothing to tell is an answer too, unless most have something.
+void fact_table::drop_empty() {
+  if (empty_ == 0 || empty_ >= telling_) return;
+  for (statement& each : said_) {
+    if (!each.is_empty) continue;
+    for (const auto& [where, value] : each.facts)
+      columns_[where].nodes -= each.nodes.size();
+    each.facts.clear();
+    add_unread(facts::whole_output,
+               "nothing is in it; most others have something in theirs",
+               each.nodes);
+  }
+}
+
 void fact_table::tell_left_out(std::size_t names) {
   if (!cut_.empty())
     unread_[{facts::whole_output,
@@ -184,6 +214,7 @@ void fact_table::tell_left_out(std::size_t names) {
 }
 
 void fact_table::end() {
+  drop_empty();
   const std::vector<std::uint32_t> kept = kept_columns();
   fill(kept);
   cells_left_ -= kept.size() * to_.nodes.size();

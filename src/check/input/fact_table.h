@@ -46,10 +46,12 @@ class fact_table {
   facts::output_series& series(
       const std::shared_ptr<const facts::declaration>& by);
   // What each of `nodes` says: the answer that `from` has just read. Requires
-  // the smallest outputs first: they are the ones that are kept.
+  // the smallest outputs first: they are the ones that are kept. `is_blank`:
+  // the output is empty. Nodes that say nothing at all where most say something
+  // were not understood.
   void add(const facts::output_series& from,
            const facts::numbered_extraction& read, std::int32_t version,
-           const std::vector<std::uint32_t>& nodes);
+           const std::vector<std::uint32_t>& nodes, bool is_blank = false);
   void add_unread(const std::string& name, const std::string& reason,
                   const std::vector<std::uint32_t>& nodes);
   void end();
@@ -69,6 +71,7 @@ class fact_table {
     std::vector<std::pair<std::uint32_t, std::uint32_t>> facts;  // column,
                                                                  // value
     std::vector<std::uint32_t> nodes;
+    bool is_empty = false;
   };
 
   struct reader {  // by one description
@@ -84,6 +87,8 @@ class fact_table {
                            std::int32_t version);
   std::vector<std::uint32_t> kept_columns();
   void fill(const std::vector<std::uint32_t>& kept);
+  bool is_empty(const facts::numbered_extraction& read, bool is_blank) const;
+  void drop_empty();
   void tell_left_out(std::size_t names);
 
   run_data& to_;
@@ -102,6 +107,8 @@ class fact_table {
       unread_;
   std::vector<std::uint32_t> cut_;     // nodes of which something is left out
   std::vector<std::uint32_t> silent_;  // nodes whose reasons are too many
+  std::size_t empty_ = 0;              // nodes whose output says nothing
+  std::size_t telling_ = 0;            // nodes whose output says something
 };
 
 }  // namespace zelk::check

@@ -92,6 +92,7 @@ class run_reader {
       : base_(base), outputs_(outputs), descriptions_(descriptions) {}
 
   run_data read(std::int64_t number);
+  run_data read_results(const reading::result_choice& of);
 
  private:
   // What an output says; without a series: nothing, or why it cannot be read.
@@ -115,6 +116,7 @@ class run_reader {
   void mark_missing_result(const expected_cell& cell);
   void mark_silent_node(const expected_cell& cell);
   void read_outputs();
+  void read_results_of(const reading::result_choice& of);
   group_facts facts_of(const stored_result& of, fact_table& facts);
   void read_group(const std::vector<const stored_result*>& like,
                   fact_table& facts);
@@ -272,16 +274,29 @@ void run_reader::mark_silent_node(const expected_cell& cell) {
       each.answers[node].reason = readable(reason);
 }
 
+// What zelk-collect stores of results that it did not wait for any more.
+constexpr std::string_view stored_interrupted = "interrupted";
+
+void explain_missing(provider_answer& of, const run_info& run) {
+  using accumulate::run_state;
+  if (run.state == accumulate::run_state_name(run_state::interrupted) &&
+      (of.reason.empty() || of.reason == stored_interrupted)) {
+    of.was_not_asked = true;
+    of.reason = "was not asked: the run was interrupted";
+  }
+  if (of.reason.empty())
+    of.reason =
+        run.ended_usec == 0 ? "not yet: the run goes on" : "no result arrived";
+}
+
 void run_reader::mark_missing() {
   for (const expected_cell& each : expected_.results)
     mark_missing_result(each);
   for (const expected_cell& each : expected_.nodes)
     mark_silent_node(each);
-  const bool runs = made_.run.ended_usec == 0;
   for (provider_info& info : made_.providers)
     for (provider_answer& each : info.answers)
-      if (each.what == answer::missing && each.reason.empty())
-        each.reason = runs ? "not yet: the run goes on" : "no result arrived";
+      if (each.what == answer::missing) explain_missing(each, made_.run);
 }
 
 void run_reader::describe(provider_info& info, const std::string& name) const {
@@ -333,7 +348,8 @@ void run_reader::read_group(const std::vector<const stored_result*>& like,
   // How a command failed stands in the answer.
   if (what != answer::ok && what != answer::incomplete) return;
   if (read.read != nullptr)
-    facts.add(*read.series, *read.read, first.version, nodes);
+    facts.add(*read.series, *read.read, first.version, nodes,
+              first.output_size <= 1);
   else if (!read.problem.empty())
     facts.add_unread(facts::whole_output, read.problem, nodes);
 }
@@ -362,6 +378,9 @@ void run_reader::read_outputs() {
     describe(made_.providers[place], key.first);
   }
   facts.finish();
+  for (unread_fact& each : made_.unread)
+    each.is_undescribed = each.name == facts::whole_output &&
+                          !descriptions_.has_any(each.provider);
 }
 
 void run_reader::count() {
@@ -380,17 +399,28 @@ void run_reader::count() {
   run.results_expected = std::max(run.results_expected, came_ + missing_);
 }
 
-run_data run_reader::read(std::int64_t number) {
-  const one_moment moment(base_);
-  read_run(number);
-  read_expectations(number);
-  results_ = reading::stored_results(base_, {number, {}, {}});
+void run_reader::read_results_of(const reading::result_choice& of) {
+  results_ = reading::stored_results(base_, of);
   number_nodes();
   list_providers();
   keep_newest();
   read_outputs();
+}
+
+run_data run_reader::read(std::int64_t number) {
+  const one_moment moment(base_);
+  read_run(number);
+  read_expectations(number);
+  read_results_of({number, {}, {}});
   mark_missing();
   count();
+  return std::move(made_);
+}
+
+run_data run_reader::read_results(const reading::result_choice& of) {
+  const one_moment moment(base_);
+  read_run(of.run);
+  read_results_of(of);
   return std::move(made_);
 }
 
@@ -431,6 +461,10 @@ run_loader::run_loader(datastore::database& base,
 
 run_data run_loader::load(std::int64_t run) {
   return run_reader(base_, outputs_, descriptions_).read(run);
+}
+
+run_data run_loader::load_results(const reading::result_choice& of) {
+  return run_reader(base_, outputs_, descriptions_).read_results(of);
 }
 
 run_data load(datastore::database& base, std::int64_t run,

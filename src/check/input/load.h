@@ -30,6 +30,9 @@ class run_loader {
   // Nobody has any notes yet: node_notes.h.
   run_data load(std::int64_t run);
 
+  // What came of some nodes and providers, and nothing of what did not.
+  run_data load_results(const reading::result_choice& of);
+
  private:
   datastore::database& base_;
   const facts::description_set& descriptions_;

@@ -243,5 +243,61 @@ TEST_F(align_options_, leaves_what_is_alike_as_it_is) {
   EXPECT_EQ(now.facts.at(0).option, "");
 }
 
+TEST_F(load_, does_not_take_an_empty_output_for_facts_that_are_not_there) {
+  const auto number = add_run({{"n1", "memory", "total: 5\n"},
+                               {"n2", "memory", "total: 5\n"},
+                               {"n3", "memory", "total: 5\n"},
+                               {"n4", "memory", ""},
+                               {"n5", "memory", "Segmentation fault\n"}});
+  const run_data run = loaded(number);
+  const auto whole =
+      std::find_if(run.unread.begin(), run.unread.end(),
+                   [](const unread_fact& each) { return each.name == "*"; });
+  ASSERT_NE(whole, run.unread.end());
+  EXPECT_EQ(whole->reason,
+            "nothing is in it; most others have something in theirs");
+  EXPECT_EQ(whole->nodes, (std::vector<std::uint32_t>{3, 4}));
+  EXPECT_FALSE(whole->is_undescribed);
+  EXPECT_EQ(column_of(run, "mem.total"), "n1=5 n2=5 n3=5 n4=- n5=-");
+}
+
+TEST_F(load_, takes_an_output_without_facts_as_it_is_where_most_have_none) {
+  describe("users",
+           "<fact name='user.{1}' from='user\\.(.+)' optional='yes'/>");
+  const auto number = add_run({{"n1", "users", ""},
+                               {"n2", "users", ""},
+                               {"n3", "users", "user.eve: 1\n"}});
+  const run_data run = loaded(number);
+  EXPECT_TRUE(run.unread.empty());
+  EXPECT_EQ(column_of(run, "user.eve"), "n1=- n2=- n3=1");
+}
+
+TEST_F(load_, knows_a_provider_that_nobody_described) {
+  const auto number = add_run({{"n1", "own", "x\n"}});
+  const run_data run = loaded(number);
+  ASSERT_EQ(run.unread.size(), 1U);
+  EXPECT_TRUE(run.unread[0].is_undescribed);
+}
+
+TEST_F(load_, tells_who_was_not_asked_before_an_interruption) {
+  const auto number =
+      add_run({{"n1", "memory", "total: 5\n"}}, {{"n1", "memory", "None"},
+                                                 {"n2", "memory", "None"},
+                                                 {"n3", "memory", "None"}});
+  {
+    datastore::database base =
+        reading::open_to_write({path_, std::chrono::seconds(1)});
+    base.execute("UPDATE run SET state = 'interrupted'");
+    accumulate::set_missing_reason(base, number, {"n2", "memory", "None"},
+                                   "interrupted");
+    accumulate::set_missing_reason(base, number, {"n3", "memory", "None"},
+                                   "ssh: connection refused");
+  }
+  const provider_info memory = provider_of(loaded(number), "memory");
+  EXPECT_TRUE(memory.answers[1].was_not_asked);
+  EXPECT_EQ(memory.answers[1].reason, "was not asked: the run was interrupted");
+  EXPECT_FALSE(memory.answers[2].was_not_asked);
+}
+
 }  // namespace
 }  // namespace zelk::check

@@ -34,9 +34,12 @@ using clock = std::chrono::steady_clock;
 using std::chrono::seconds;
 
 // A command that has run into its time-out gets so long to tidy up, and then so
-// long to die.
-constexpr seconds grace{1};
-constexpr seconds patience{1};
+// long to die; less where there is little time for all.
+constexpr std::chrono::milliseconds most_grace{500};
+constexpr int share_of_grace = 8;
+
+// Nobody starts a program for less.
+constexpr std::chrono::milliseconds least_time{50};
 
 constexpr int status_timed_out = 124;
 constexpr int status_not_started = -2;
@@ -64,18 +67,6 @@ std::set<std::string> members_of_suite(const std::string& config_file,
   return members;
 }
 
-// "net.{1}.mtu" as a pattern: "net.*.mtu".
-std::string pattern_of(std::string_view fact_name) {
-  std::string pattern;
-  bool inside = false;
-  for (const char c : fact_name) {
-    if (c == '{') pattern += '*';
-    inside = c == '{' || (inside && c != '}');
-    if (!inside && c != '}') pattern += c;
-  }
-  return pattern;
-}
-
 class local_runner {
  public:
   explicit local_runner(const local_wish& wish)
@@ -89,26 +80,35 @@ class local_runner {
     std::shared_ptr<const facts::declaration> by;
   };
 
+  // One option set of a provider, and what came of it.
+  struct task {
+    std::string name, option, option_id, command;
+    std::int32_t version = 1;
+    std::int64_t timeout = 0;  // seconds
+    std::shared_ptr<const facts::declaration> by;
+    std::int64_t given = 0;  // seconds that it had; 0: it was not run
+    reading::stored_result result;
+    std::string output, errors;
+  };
+
   static run_data begun();
   void read_configuration();
   std::vector<std::string> wanted_descriptions() const;
   bool wants(const preproc::written_facts& of, const std::string& stem) const;
   std::vector<provider> wanted_providers() const;
-  void run_provider(const provider& one);
-  void run_option(const provider_config& description,
-                  const preproc::ProcessedProviderAttributes& option,
-                  const std::shared_ptr<const facts::declaration>& by,
-                  bool only_one);
-  reading::stored_result run_command(const std::string& command,
-                                     std::int64_t timeout, std::string& output,
-                                     std::string& errors) const;
-  std::int64_t seconds_left() const;
+  clock::duration time_left() const;
+
+  void add_tasks(const provider& one);
+  std::int64_t share_of(std::size_t tasks) const;
+  void run_task(task& one, std::int64_t share) const;
+  void take_in(const task& one);
 
   const local_wish& wish_;
   Config config_;
   std::set<std::string> heavy_;  // providers that load a node
   run_data made_;
   fact_table facts_;
+  std::vector<task> tasks_;
 };
 
 run_data local_runner::begun() {
@@ -171,68 +171,58 @@ std::vector<std::string> local_runner::wanted_descriptions() const {
   return paths;
 }
 
-std::int64_t local_runner::seconds_left() const {
-  const auto left = wish_.deadline - grace - patience - clock::now();
-  return std::chrono::duration_cast<seconds>(left).count();
+clock::duration local_runner::time_left() const {
+  return wish_.deadline - clock::now();
 }
 
-reading::stored_result local_runner::run_command(const std::string& command,
-                                                 std::int64_t timeout,
-                                                 std::string& output,
-                                                 std::string& errors) const {
-  reading::stored_result result;
-  const std::int64_t limit = std::min(timeout, seconds_left());
-  result.exit_status = status_timed_out;
-  if (limit <= 0) {
-    errors = "no time was left for it";
-    return result;
-  }
-  util::cmd child("ZELK_TIMEOUT=" + std::to_string(limit) + " " + command,
+// Whole seconds of what is left, for each of so many tasks; at least one, which
+// a limit on all of them makes good.
+std::int64_t local_runner::share_of(std::size_t tasks) const {
+  const auto share = time_left() / static_cast<std::int64_t>(tasks);
+  return std::max<std::int64_t>(
+      std::chrono::duration_cast<seconds>(share).count(), 1);
+}
+
+void local_runner::run_task(task& one, std::int64_t share) const {
+  const std::int64_t limit = std::min(one.timeout, share);
+  if (time_left() < least_time || limit <= one.given) return;
+  one.given = limit;
+  util::cmd child("ZELK_TIMEOUT=" + std::to_string(limit) + " " + one.command,
                   limit);
-  child.times.grace = grace;
-  child.times.patience = patience;
+  child.times.grace = child.times.patience =
+      std::min<clock::duration>(most_grace, time_left() / share_of_grace);
+  one.result = {};
   if (child.popen3() == 0) {
-    result.exit_status = child.exit_status;
-    result.duration = child.duration;
-    output = child.standard_output.view();
-    errors = child.standard_error.view();
+    one.result.exit_status = child.exit_status;
+    one.result.duration = child.duration;
+    one.output = child.standard_output.view();
+    one.errors = child.standard_error.view();
   } else {
-    result.exit_status = status_not_started;
-    errors = util::errno_text(errno);
+    one.result.exit_status = status_not_started;
+    one.errors = util::errno_text(errno);
   }
-  result.ended_usec = text::now_usec();
-  return result;
+  one.result.ended_usec = text::now_usec();
 }
 
-void local_runner::run_option(
-    const provider_config& description,
-    const preproc::ProcessedProviderAttributes& option,
-    const std::shared_ptr<const facts::declaration>& by, bool only_one) {
+void local_runner::take_in(const task& one) {
   provider_info& info = made_.providers.emplace_back();
-  info.name = description.name;
-  info.option_id = option.option_id;
-  info.option = only_one ? "" : option.option_id;
-  info.versions = {description.version};
-  info.description = by->description();
-  const std::int64_t timeout =
-      option.timeout > 0 ? option.timeout : description.timeout;
-  std::string output, errors;
-  const reading::stored_result result =
-      run_command(option.option_text + str::replace(description.command,
-                                                    "%PROVIDER_AUXILIARY_PATH%",
-                                                    description.auxiliary_path),
-                  timeout, output, errors);
+  info.name = one.name;
+  info.option_id = one.option_id;
+  info.option = one.option;
+  info.versions = {one.version};
+  info.description = one.by->description();
   facts_.begin(info.name, info.option);
-  facts::output_series& series = facts_.series(by);
+  facts::output_series& series = facts_.series(one.by);
   const facts::numbered_extraction& read =
-      series.read(output, result.exit_status);
-  info.answers = {answer_of(result, read.what, reading::last_line(errors))};
-  if (result.ended_usec == 0) info.answers.front().reason = errors;
+      series.read(one.output, one.result.exit_status);
+  info.answers = {
+      answer_of(one.result, read.what, reading::last_line(one.errors))};
+  if (one.given == 0) info.answers.front().reason = "no time was left for it";
   made_.run.results_expected += 1;
   made_.run.results += 1;
   const answer what = info.answers.front().what;
   if (what == answer::ok || what == answer::incomplete)
-    facts_.add(series, read, description.version, {0});
+    facts_.add(series, read, one.version, {0});
   facts_.end();
 }
 
@@ -256,7 +246,7 @@ std::vector<local_runner::provider> local_runner::wanted_providers() const {
   return found;
 }
 
-void local_runner::run_provider(const provider& one) {
+void local_runner::add_tasks(const provider& one) {
   constexpr std::int32_t this_machine = 1, any_machine = 2;
   const provider_config& description = one.description;
   const bool fits = description.architecture == any_machine ||
@@ -265,14 +255,35 @@ void local_runner::run_provider(const provider& one) {
   auto options =
       preproc::populate_option_vars_map(config_, str::upper(description.name));
   if (options.empty()) options.emplace_back();
-  for (const auto& option : options)
-    run_option(description, option, one.by, options.size() == 1);
+  for (const auto& option : options) {
+    task& made = tasks_.emplace_back();
+    made.name = description.name;
+    made.option_id = option.option_id;
+    if (options.size() > 1) made.option = option.option_id;
+    made.command =
+        option.option_text + str::replace(description.command,
+                                          "%PROVIDER_AUXILIARY_PATH%",
+                                          description.auxiliary_path);
+    made.version = description.version;
+    made.timeout = option.timeout > 0 ? option.timeout : description.timeout;
+    made.by = one.by;
+    made.result.exit_status = status_timed_out;
+  }
 }
 
 run_data local_runner::run() {
   read_configuration();
   for (const provider& each : wanted_providers())
-    run_provider(each);
+    add_tasks(each);
+  for (std::size_t i = 0; i < tasks_.size(); ++i)
+    run_task(tasks_[i], share_of(tasks_.size() - i));
+  std::vector<task*> stopped;
+  for (task& each : tasks_)
+    if (each.result.exit_status == status_timed_out) stopped.push_back(&each);
+  for (std::size_t i = 0; i < stopped.size(); ++i)
+    run_task(*stopped[i], share_of(stopped.size() - i));
+  for (const task& each : tasks_)
+    take_in(each);
   facts_.finish();
   std::sort(made_.providers.begin(), made_.providers.end(),
             [](const provider_info& a, const provider_info& b) {
@@ -283,6 +294,17 @@ run_data local_runner::run() {
 }
 
 }  // namespace
+
+std::string pattern_of(std::string_view fact_name) {
+  std::string pattern;
+  bool inside = false;
+  for (const char c : fact_name) {
+    if (c == '{') pattern += '*';
+    inside = c == '{' || (inside && c != '}');
+    if (!inside && c != '}') pattern += c;
+  }
+  return pattern;
+}
 
 bool patterns_meet(std::string_view a, std::string_view b) {
   if (a.empty() && b.empty()) return true;

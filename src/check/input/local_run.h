@@ -2,13 +2,15 @@
 //
 // Runs, one after the other, the providers of one node whose descriptions
 // declare a fact that somebody wants, and reads their outputs. All of them
-// together keep to a deadline, those that take the least first: what had no
-// time left is an answer that timed out.
+// together keep to a deadline. Each gets its share of the time first, so that
+// one that hangs does not starve the rest; those that were stopped get what is
+// left over then. What had no time is an answer that timed out.
 
 #pragma once
 
 #include <chrono>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "src/check/run_data.h"
@@ -28,6 +30,9 @@ struct local_wish {
 // Returns a run of one node. Throws reading::refusal when the configuration or
 // the folder cannot be used.
 run_data measure_here(const local_wish& wish);
+
+// "net.{1}.mtu", as a description names facts, as a pattern: "net.*.mtu".
+std::string pattern_of(std::string_view fact_name);
 
 // Whether a name exists that both patterns stand for.
 bool patterns_meet(std::string_view a, std::string_view b);

@@ -118,7 +118,17 @@ TEST_F(measure_here_, keeps_to_its_deadline) {
   EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(8));
   ASSERT_EQ(run.providers.size(), 2U);
   EXPECT_EQ(run.providers[0].answers[0].what, answer::timed_out);
-  EXPECT_EQ(run.providers[1].answers[0].reason, "no time was left for it");
+  EXPECT_EQ(value_of(run, "mem.later.total"), "5") << "starved";
+}
+
+TEST_F(measure_here_, runs_nothing_when_there_is_no_time) {
+  describe("later", "printf 'total: 5\n'", "mem.later.{1}");
+  wish_.facts = {"mem.*"};
+  give(std::chrono::seconds(0));
+  const run_data run = measure_here(wish_);
+  ASSERT_EQ(run.providers.size(), 1U);
+  EXPECT_EQ(run.providers[0].answers[0].what, answer::timed_out);
+  EXPECT_EQ(run.providers[0].answers[0].reason, "no time was left for it");
 }
 
 TEST_F(measure_here_, tells_what_failed) {

@@ -11,13 +11,6 @@ namespace {
 
 using name_list = std::vector<std::string>;
 
-// As judge() has it.
-verdict overall_of(const verdict_counts& counts) {
-  if (counts.unhealthy > 0) return verdict::unhealthy;
-  if (counts.suspect > 0) return verdict::suspect;
-  return counts.healthy > 0 ? verdict::healthy : verdict::unknown;
-}
-
 std::size_t& counter_of(verdict_counts& counts, verdict what) {
   switch (what) {
     case verdict::healthy:
@@ -36,7 +29,7 @@ void count(judgement& of) {
   of.counts = {};
   for (const node_view& each : of.nodes)
     ++counter_of(of.counts, each.what);
-  of.overall = overall_of(of.counts);
+  of.overall = overall_of(of);
 }
 
 class cutter {

@@ -1,6 +1,10 @@
 #include "src/check/input/run_choice.h"
 
 #include <algorithm>
+#include <charconv>
+#include <string_view>
+#include <system_error>
+#include <utility>
 
 #include "src/collect/src/reading/baseline.h"
 #include "src/collect/src/reading/failure.h"
@@ -34,6 +38,56 @@ std::vector<run> earlier_runs(database& base, const run& now) {
   return found;
 }
 
+// So many runs are looked into; a scheduler that measures a node at a time has
+// many that share nothing.
+constexpr std::size_t most_compared = 50;
+
+// Results of `now` that `other` has too, by node, provider and option set.
+std::int64_t shared_results(database& base, const run& now, const run& other) {
+  datastore::statement query(
+      base,
+      "SELECT count(*) FROM (SELECT node, provider, option_id FROM v_result "
+      "WHERE run = ?1 INTERSECT SELECT node, provider, option_id FROM v_result "
+      "WHERE run = ?2)");
+  query.bind(1, now.number).bind(2, other.number);
+  return query.step() ? query.integer(0) : 0;
+}
+
+// Of those `found`, the newest first, the first that has half of what `now`
+// has, those with its label before others; else the one that has most.
+std::optional<run> most_alike(database& base, const run& now,
+                              std::vector<run> found) {
+  std::stable_partition(found.begin(), found.end(), [&](const run& each) {
+    return each.label == now.label;
+  });
+  if (found.size() > most_compared) found.resize(most_compared);
+  std::optional<run> best;
+  std::int64_t most = 0;
+  for (const run& each : found) {
+    const std::int64_t shared = shared_results(base, now, each);
+    if (shared * 2 >= now.results) return each;
+    if (shared <= most) continue;
+    most = shared;
+    best = each;
+  }
+  return best;
+}
+
+constexpr char latest_word[] = "latest";
+constexpr char latest_prefix[] = "latest~";
+
+// The text behind `prefix` as a number; nothing when it is none.
+std::optional<std::size_t> count_behind(std::string_view prefix,
+                                        std::string_view text) {
+  if (!text.starts_with(prefix)) return {};
+  std::size_t count = 0;
+  const char* end = text.data() + text.size();
+  const auto [stop, error] =
+      std::from_chars(text.data() + prefix.size(), end, count);
+  const bool is_number = error == std::errc() && stop == end;
+  return is_number ? std::optional(count) : std::nullopt;
+}
+
 constexpr char label_prefix[] = "label:";
 
 // "label:X" means the newest earlier one with it: with a label that is given
@@ -50,7 +104,38 @@ std::optional<run> earlier_of_label(database& base, const run& now,
   return {};
 }
 
+// The newest but `skipped` that has ended, of those that `filter` lets through.
+std::optional<chosen_run> newest_ended(database& base,
+                                       const accumulate::run_filter& filter,
+                                       std::size_t skipped) {
+  chosen_run chosen;
+  for (run& each : accumulate::list_runs(base, filter)) {
+    if (each.ended_usec == 0) {
+      if (chosen.newer == 0) chosen.newer = each.number;
+    } else if (skipped-- == 0) {
+      chosen.run = std::move(each);
+      return chosen;
+    }
+  }
+  return {};
+}
+
 }  // namespace
+
+chosen_run choose_run(database& base, const std::string& asked) {
+  accumulate::run_filter filter;
+  std::optional<std::size_t> skipped = count_behind(latest_prefix, asked);
+  if (asked == latest_word) skipped = 0;
+  if (asked.starts_with(label_prefix) &&
+      asked.size() > sizeof label_prefix - 1) {
+    filter.label = asked.substr(sizeof label_prefix - 1);
+    skipped = 0;
+  }
+  if (skipped)
+    if (std::optional<chosen_run> found = newest_ended(base, filter, *skipped))
+      return *found;
+  return {reading::select_run(base, asked), 0};
+}
 
 std::optional<run> choose_baseline(database& base, const run& now,
                                    const std::string& asked) {
@@ -67,14 +152,8 @@ std::optional<run> choose_baseline(database& base, const run& now,
   const std::optional<std::int64_t> number = reading::marked_baseline(base);
   if (number && *number != now.number)
     if (std::optional<run> found = accumulate::find_run(base, *number))
-      return found;
-  const std::vector<run> found = earlier_runs(base, now);
-  const auto alike =
-      std::find_if(found.begin(), found.end(),
-                   [&](const run& each) { return each.label == now.label; });
-  if (alike != found.end()) return *alike;
-  if (found.empty()) return {};
-  return found.front();
+      if (before(*found, now)) return found;
+  return most_alike(base, now, earlier_runs(base, now));
 }
 
 std::vector<run> choose_history(database& base, const run& now,

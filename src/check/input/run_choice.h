@@ -14,11 +14,25 @@
 
 namespace zelk::check {
 
+struct chosen_run {
+  accumulate::run run;
+  // One that started later, and goes on; 0: there is none.
+  std::int64_t newer = 0;
+};
+
+// The run that `asked` names (run_selection.h), but that "latest", "latest~2"
+// and "label:NAME" are of the runs that have ended: what a run that goes on has
+// so far says nothing of the nodes whose turn is still to come. One that goes
+// on is chosen when it is named, or when none has ended.
+chosen_run choose_run(datastore::database& base, const std::string& asked);
+
 // The run that `now` is compared with. `asked` is what --baseline got:
 //
-//   ""      the marked one; else the newest that started before, has ended and
-//           has at least half as many results (a repetition on a few nodes says
-//           nothing of the others), with the same label if there is one
+//   ""      the marked one, if it is an earlier one; else the newest that
+//           started before, has ended and has at least half of the results of
+//           `now`, by node and provider (a repetition on a few nodes says
+//           nothing of the others), with the same label if there is one; else
+//           the one that shares most
 //   "none"  nothing
 //   RUN     that one; of label:NAME the newest that started before
 std::optional<accumulate::run> choose_baseline(datastore::database& base,

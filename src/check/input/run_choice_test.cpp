@@ -69,6 +69,67 @@ TEST_F(run_choice_, baseline_is_the_marked_one_first) {
   EXPECT_EQ(baseline_of(marked), 0);
 }
 
+TEST_F(run_choice_, baseline_is_never_a_later_run_unless_asked_for) {
+  const auto first = add_run(of_nodes(4));
+  const auto now = add_run(of_nodes(4));
+  const auto marked = add_run(of_nodes(4));
+  {
+    datastore::database base =
+        reading::open_to_write({path_, std::chrono::seconds(1)});
+    accumulate::mark_baseline(base, {marked, "", "ada", 1});
+  }
+  EXPECT_EQ(baseline_of(now), first);
+  EXPECT_EQ(baseline_of(first), 0);
+  EXPECT_EQ(baseline_of(now, "baseline"), marked);
+}
+
+TEST_F(run_choice_, baseline_is_a_run_of_the_same_nodes_and_providers) {
+  const auto one = add_run({{"n1", "memory", "total: 5\n"}});
+  add_run({{"n2", "memory", "total: 5\n"}});
+  add_run({{"n1", "clock", "offset: 5\n"}});
+  const auto now = add_run({{"n1", "memory", "total: 5\n"}});
+  const auto alone = add_run({{"n9", "memory", "total: 5\n"}});
+  EXPECT_EQ(baseline_of(now), one);
+  EXPECT_EQ(baseline_of(alone), 0) << "nothing is shared with any";
+}
+
+TEST_F(run_choice_, latest_is_the_latest_that_has_ended) {
+  const auto first = add_run(of_nodes(4), {}, "nightly");
+  const auto second = add_run(of_nodes(4));
+  std::int64_t running = 0;
+  {
+    accumulate::result_table table(path_, {});
+    accumulate::run wanted;
+    wanted.label = "nightly";
+    wanted.started_usec = 1'770'000'000'000'000;
+    running = accumulate::create_run(table.database(), wanted);
+  }
+  datastore::database base = open();
+  const std::vector<std::pair<std::string, std::int64_t>> cases = {
+      {"latest", second},
+      {"latest~1", first},
+      {"label:nightly", first},
+      {std::to_string(running), running}};
+  for (const auto& [asked, number] : cases) {
+    SCOPED_TRACE(asked);
+    const chosen_run chosen = choose_run(base, asked);
+    EXPECT_EQ(chosen.run.number, number);
+    EXPECT_EQ(chosen.newer, number == running ? 0 : running);
+  }
+  for (const char* asked : {"latest~5", "label:weekly", "latest~x", "label:"})
+    EXPECT_THROW(choose_run(base, asked), reading::refusal) << asked;
+}
+
+TEST_F(run_choice_, latest_goes_on_when_none_has_ended) {
+  std::int64_t running = 0;
+  {
+    accumulate::result_table table(path_, {});
+    running = accumulate::create_run(table.database(), {});
+  }
+  datastore::database base = open();
+  EXPECT_EQ(choose_run(base, "latest").run.number, running);
+}
+
 TEST_F(run_choice_, baseline_by_label_is_an_earlier_run) {
   const auto first = add_run(of_nodes(4), {}, "nightly");
   const auto second = add_run(of_nodes(1), {}, "nightly");

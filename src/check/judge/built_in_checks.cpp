@@ -74,6 +74,24 @@ check_definition incomplete() {
   return check;
 }
 
+check_definition unreadable() {
+  check_definition check =
+      made(built_in::unreadable, "output that could not be read", 40);
+  check.causes = {
+      "a tool of the provider printed nothing, or something else than usual",
+      "the output was cut off on its way",
+      "the provider is newer or older than its description"};
+  check.advice = {"zelk-check --show node NODES",
+                  "run the provider's command by hand on NODES"};
+  check.explain =
+      "The provider ended well, and not one fact could be read in what it "
+      "said. What was to be measured is neither good nor bad: it is not "
+      "known.\n\n"
+      "Where no node's output can be read, the nodes have nothing to do with "
+      "it. It is informational for a provider that has no description.";
+  return check;
+}
+
 check_definition stale() {
   check_definition check =
       made(built_in::stale, "results that are too old to be judged", 30);
@@ -92,6 +110,46 @@ check_definition counters_reset() {
   check.explain =
       "Counters only grow. One that is lower than in the baseline was started "
       "anew in between, so its growth is not known.";
+  return check;
+}
+
+check_definition tool_missing() {
+  check_definition check = made(built_in::tool_missing,
+                                "lacks a tool that the node's peers have", 30);
+  check.causes = {"a package was not installed, or was removed",
+                  "the node was installed from another image"};
+  check.advice = {"zelk-collect --doctor -w NODES"};
+  check.explain =
+      "The provider could not run for want of a tool, where it ran on most "
+      "nodes of the same class. What was to be measured is not known. Where "
+      "most nodes lack the tool it is no finding: that stands under what was "
+      "not judged.";
+  return check;
+}
+
+check_definition no_permission() {
+  check_definition check = made(built_in::no_permission,
+                                "may not read what the node's peers may", 30);
+  check.causes = {"another user, group or sudo rule than on other nodes",
+                  "the node was installed from another image"};
+  check.advice = {"zelk-collect --doctor -w NODES"};
+  check.explain =
+      "The provider had no permission, where it ran on most nodes of the same "
+      "class. What was to be measured is not known. Where most nodes refuse it "
+      "is no finding: that stands under what was not judged.";
+  return check;
+}
+
+check_definition clock_of_result() {
+  check_definition check =
+      made(built_in::clock_of_result, "results dated outside of their run", 55);
+  check.causes = {"the node's clock is wrong by more than an hour",
+                  "the clock of the machine that collects is"};
+  check.advice = {"date on NODES", "chronyc sources on NODES"};
+  check.explain =
+      "A result carries the time of the node's own clock. One that is more "
+      "than an hour before its run began or after it ended was dated by a "
+      "wrong clock. Its age is then taken from the run.";
   return check;
 }
 
@@ -158,8 +216,9 @@ const std::array<generic_text, 6> generic_texts = {{
 }  // namespace
 
 std::vector<check_definition> built_in_checks() {
-  return {no_answer(), timed_out(),      failed(),     incomplete(),
-          stale(),     counters_reset(), given_limit()};
+  return {no_answer(),     timed_out(),       failed(),         incomplete(),
+          unreadable(),    stale(),           counters_reset(), tool_missing(),
+          no_permission(), clock_of_result(), given_limit()};
 }
 
 std::optional<check_definition> generic_check(std::string_view id) {

@@ -18,9 +18,18 @@ inline constexpr char no_answer[] = "no-answer";
 inline constexpr char timed_out[] = "timeout";
 inline constexpr char failed[] = "failed";
 inline constexpr char incomplete[] = "incomplete";
+inline constexpr char unreadable[] = "unreadable";
 inline constexpr char stale[] = "stale";
 inline constexpr char counters_reset[] = "counters-reset";
 inline constexpr char limit[] = "limit";
+inline constexpr char tool_missing[] = "tool-missing";
+inline constexpr char no_permission[] = "no-permission";
+inline constexpr char clock_of_result[] = "clock-of-result";
+
+// The check that tells of a node that cannot answer where its peers do.
+constexpr const char* of_lack(answer what) {
+  return what == answer::tool_missing ? tool_missing : no_permission;
+}
 }  // namespace built_in
 
 // Of facts that no check names, behind the provider's name.

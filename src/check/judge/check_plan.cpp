@@ -181,6 +181,14 @@ const check_definition* check_plan::generic(const std::string& provider,
   return place->second;
 }
 
+bool check_plan::tells_of_answers() const {
+  for (const char* id :
+       {built_in::no_answer, built_in::timed_out, built_in::failed,
+        built_in::incomplete, built_in::unreadable, built_in::stale})
+    if (built_in(id) != nullptr) return true;
+  return false;
+}
+
 const check_definition* check_plan::built_in(const char* id) const {
   return is_asked_for(id) ? checks_.find(id) : nullptr;
 }

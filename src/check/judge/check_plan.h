@@ -39,6 +39,14 @@ class check_plan {
   // Returns a built-in check, null when it is not asked for.
   const check_definition* built_in(const char* id) const;
 
+  // Whether nothing was left out of what there is to be asked for.
+  bool has_all() const {
+    return options_.only.empty() && options_.skip.empty();
+  }
+
+  // Whether one is asked for that is about the results themselves.
+  bool tells_of_answers() const;
+
   // The checks that want a fact by its exact name and of a provider.
   const std::vector<const check_definition*>& wanted() const { return wanted_; }
 

@@ -51,16 +51,17 @@ using members = std::vector<std::uint32_t>;
 
 class class_finder {
  public:
-  class_finder(const run_view& run, const judge_options& options)
-      : run_(run), options_(options) {}
+  class_finder(const run_view& run, const std::vector<machine_facts>& machines,
+               const judge_options& options)
+      : run_(run), machines_(machines), options_(options) {}
 
   std::vector<node_class> find();
+  members unknown() const { return unknown_; }
 
  private:
-  std::string text_of(const char* name, std::uint32_t node) const;
-  double number_of(const char* name, std::uint32_t node) const;
   kind_key kind_of(std::uint32_t node) const;
   std::map<kind_key, members> kinds(const members& nodes) const;
+  void leave_out_unknown(std::map<kind_key, members>& kinds);
   void join_incomplete(std::map<kind_key, members>& kinds) const;
   void part_by_size(const kind_key& kind, const members& nodes);
   std::map<size_key, members> sizes(const members& nodes) const;
@@ -72,31 +73,18 @@ class class_finder {
   std::string note_of(std::uint32_t node) const;
 
   const run_view& run_;
+  const std::vector<machine_facts>& machines_;
   const judge_options& options_;
   std::vector<node_class> found_;
+  members unknown_;
 };
 
-std::string class_finder::text_of(const char* name, std::uint32_t node) const {
-  const column_view* column = run_.find(name);
-  if (column == nullptr) return "";
-  return run_.text(run_.value(*column, node));
-}
-
-double class_finder::number_of(const char* name, std::uint32_t node) const {
-  const column_view* column = run_.find(name);
-  if (column == nullptr) return 0;
-  const double number = run_.number(run_.value(*column, node));
-  return std::isnan(number) ? 0 : number;
-}
-
 kind_key class_finder::kind_of(std::uint32_t node) const {
+  const machine_facts& known = machines_[node];
   kind_key result;
-  result.processor = text_of("cpu.model", node);
-  if (result.processor.empty())
-    result.processor = text_of("cpuinfo.model_name", node);
-  if (result.processor.empty())
-    result.processor = text_of("kernel.machine", node);
-  result.machine = text_of("dmi.product_name", node);
+  result.processor =
+      known.processor.empty() ? known.architecture : known.processor;
+  result.machine = known.machine;
   if (node < run_.data().notes.size())
     result.role = run_.data().notes[node].role;
   return result;
@@ -106,7 +94,6 @@ std::map<kind_key, members> class_finder::kinds(const members& nodes) const {
   std::map<kind_key, members> result;
   for (const std::uint32_t node : nodes)
     result[kind_of(node)].push_back(node);
-  join_incomplete(result);
   return result;
 }
 
@@ -141,16 +128,15 @@ void class_finder::join_incomplete(std::map<kind_key, members>& kinds) const {
 std::map<size_key, members> class_finder::sizes(const members& nodes) const {
   std::vector<std::pair<double, std::uint32_t>> by_memory;
   for (const std::uint32_t node : nodes)
-    by_memory.emplace_back(number_of("mem.total", node), node);
+    by_memory.emplace_back(machines_[node].memory, node);
   std::sort(by_memory.begin(), by_memory.end(), std::greater<>());
   std::map<size_key, members> result;
   double step = 0, last = 0;
   for (const auto& [memory, node] : by_memory) {
     if (last == 0 || memory * memory_step < last) step = memory;
     last = memory;
-    result[{step, number_of("gpu.cards", node),
-            number_of("cpu.packages", node)}]
-        .push_back(node);
+    result[{step, machines_[node].cards, machines_[node].sockets}].push_back(
+        node);
   }
   for (auto& [key, list] : result)
     std::sort(list.begin(), list.end());
@@ -224,6 +210,7 @@ void class_finder::add(std::string name,
                        members nodes) {
   node_class made;
   made.name = std::move(name);
+  made.is_lettered = made.name.empty();
   made.key = std::move(key);
   made.identity = made.name;
   for (const auto& [fact, value] : made.key)
@@ -268,12 +255,33 @@ void class_finder::by_hand_or_note(members& rest) {
   rest = std::move(left);
 }
 
+// Were they put with the most of the others, a healthy node of another kind
+// would be called a broken one.
+void class_finder::leave_out_unknown(std::map<kind_key, members>& kinds) {
+  const auto is_unknown = [](const auto& each) {
+    return each.first.processor.empty() && each.first.machine.empty();
+  };
+  const auto large =
+      std::count_if(kinds.begin(), kinds.end(), [&](const auto& each) {
+        return !is_unknown(each) && each.second.size() >= options_.min_peers;
+      });
+  if (large == 1) return;
+  for (const auto& each : kinds)
+    if (is_unknown(each))
+      unknown_.insert(unknown_.end(), each.second.begin(), each.second.end());
+  std::sort(unknown_.begin(), unknown_.end());
+  std::erase_if(kinds, is_unknown);
+}
+
 std::vector<node_class> class_finder::find() {
   members rest;
   for (std::uint32_t node = 0; node < run_.nodes(); ++node)
     if (!run_.is_silent(node) && run_.is_expected(node)) rest.push_back(node);
   by_hand_or_note(rest);
-  for (const auto& [kind, nodes] : kinds(rest))
+  std::map<kind_key, members> by_kind = kinds(rest);
+  leave_out_unknown(by_kind);
+  join_incomplete(by_kind);
+  for (const auto& [kind, nodes] : by_kind)
     part_by_size(kind, nodes);
   std::stable_sort(found_.begin(), found_.end(),
                    [](const node_class& a, const node_class& b) {
@@ -284,19 +292,54 @@ std::vector<node_class> class_finder::find() {
   return std::move(found_);
 }
 
-// Classes that have no name yet get letters that nobody gave by hand.
-void name_classes(std::vector<node_class>& list) {
+bool has_name(const std::vector<node_class>& list, const std::string& name) {
+  return std::any_of(list.begin(), list.end(),
+                     [&name](const auto& each) { return each.name == name; });
+}
+
+// The class that was the same one: of the same identity, else that of most of
+// its nodes, most of which are in it now.
+const node_class* same_before(const node_class& of, const classes& groups,
+                              std::uint32_t number,
+                              const known_classes& before) {
+  for (const node_class& each : before.list.list)
+    if (each.identity == of.identity) return &each;
+  for (const node_class& each : before.list.list) {
+    const auto kept = static_cast<std::size_t>(
+        std::count_if(each.nodes.begin(), each.nodes.end(), [&](auto node) {
+          const std::uint32_t here = before.place_here[node];
+          return here != no_value && groups.of[here] == number;
+        }));
+    if (each.is_lettered && kept * 2 > of.nodes.size() &&
+        kept * 2 > each.nodes.size())
+      return &each;
+  }
+  return nullptr;
+}
+
+// So that "class B" means the same from run to run.
+void keep_letters(classes& groups, const known_classes& before) {
+  for (std::uint32_t i = 0; i < groups.list.size(); ++i) {
+    node_class& each = groups.list[i];
+    if (!each.is_lettered) continue;
+    const node_class* same = same_before(each, groups, i, before);
+    if (same != nullptr && !has_name(groups.list, same->name))
+      each.name = same->name;
+  }
+}
+
+// Classes that have no name yet get letters that nobody gave by hand, and that
+// did not mean another one before.
+void name_classes(classes& groups, const known_classes* before) {
+  if (before != nullptr) keep_letters(groups, *before);
   std::size_t next = 0;
-  const auto is_taken = [&list](const std::string& name) {
-    return std::any_of(list.begin(), list.end(),
-                       [&name](const auto& each) { return each.name == name; });
-  };
-  for (node_class& each : list) {
+  for (node_class& each : groups.list) {
     if (!each.name.empty()) continue;
     std::string name;
     do {
       name = class_letters(next++);
-    } while (is_taken(name));
+    } while (has_name(groups.list, name) ||
+             (before != nullptr && has_name(before->list.list, name)));
     each.name = name;
   }
 }
@@ -316,15 +359,20 @@ std::string classes::word(std::uint32_t number) const {
   return "class " + list[number].name + " ";
 }
 
-classes find_classes(const run_view& run, const judge_options& options) {
+classes find_classes(const run_view& run,
+                     const std::vector<machine_facts>& machines,
+                     const known_classes* before,
+                     const judge_options& options) {
   classes result;
   result.of.assign(run.nodes(), no_class);
   if (options.by == peers_by::none) return result;
-  result.list = class_finder(run, options).find();
-  name_classes(result.list);
+  class_finder finder(run, machines, options);
+  result.list = finder.find();
+  result.unknown = finder.unknown();
   for (std::uint32_t i = 0; i < result.list.size(); ++i)
     for (const std::uint32_t node : result.list[i].nodes)
       result.of[node] = i;
+  name_classes(result, before);
   return result;
 }
 

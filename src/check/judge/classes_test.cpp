@@ -176,6 +176,86 @@ TEST(classes, puts_nodes_without_a_role_into_a_class_of_that_name) {
   EXPECT_EQ(said.classes[1].name, "no role");
 }
 
+run_builder bandwidths(std::size_t slow_from) {
+  run_builder run(20);
+  run.of_unknown_machines();
+  auto& rate =
+      run.number("stream", "rate").better(facts::better::higher).all(100.0);
+  for (std::size_t node = slow_from; node <= 20; ++node)
+    rate.on(node, 45.0);
+  return run;
+}
+
+TEST(classes, of_a_run_that_does_not_tell_are_those_of_the_baseline) {
+  cluster before(20);
+  for (std::size_t node = 16; node <= 20; ++node)
+    before.model.on(node, "EPYC 7763");
+  const judgement said = judged(bandwidths(16).data(), before.run.data());
+  EXPECT_TRUE(said.findings.empty()) << everything_in(said);
+  EXPECT_EQ(said.classes.at(1).nodes.size(), 5U);
+  // And a node that is slow among its like is found.
+  EXPECT_EQ(
+      nodes_of(judged(bandwidths(20).data(), before.run.data()).findings.at(0)),
+      "n20");
+}
+
+TEST(classes, of_a_run_that_does_not_tell_are_those_of_earlier_runs) {
+  run_data run = bandwidths(16).data();
+  run.machines.resize(20);
+  for (std::size_t node = 0; node < 20; ++node)
+    run.machines[node].processor = node < 15 ? "Xeon" : "EPYC";
+  const judgement said = judged(run);
+  EXPECT_TRUE(said.findings.empty()) << everything_in(said);
+  EXPECT_EQ(said.classes.size(), 2U);
+}
+
+TEST(classes, that_nothing_tells_of_compare_nobody) {
+  const judgement said = judged(bandwidths(16).data());
+  EXPECT_TRUE(said.findings.empty()) << everything_in(said);
+  ASSERT_EQ(said.classes.size(), 1U);
+  EXPECT_EQ(said.classes[0].name, "unknown");
+  EXPECT_EQ(said.classes[0].nodes.size(), 20U);
+  EXPECT_FALSE(said.classes[0].comparable);
+  judge_options options = default_options();
+  options.by = peers_by::all;
+  EXPECT_FALSE(
+      judged_by(bandwidths(16).data(), {}, nullptr, options).findings.empty());
+}
+
+TEST(classes, that_nothing_tells_of_are_the_only_one_there_is) {
+  cluster of(20);
+  of.model.none_on(4);
+  of.machine.none_on(4);
+  EXPECT_EQ(of.classes(), "A:20");
+}
+
+TEST(classes, keep_their_letters_from_the_baseline) {
+  cluster before(30), now(30);
+  for (std::size_t node = 21; node <= 30; ++node)
+    before.model.on(node, "EPYC 7763");
+  for (std::size_t node = 9; node <= 30; ++node)
+    now.model.on(node, "EPYC 7763");
+  const judgement said = judged(now.run.data(), before.run.data());
+  EXPECT_EQ(said.classes[0].name, "B");
+  EXPECT_EQ(said.classes[0].nodes.size(), 22U);
+  EXPECT_EQ(said.classes[1].name, "A");
+}
+
+TEST(classes, keep_their_letters_when_memory_is_added) {
+  cluster before(30), now(30);
+  for (std::size_t node = 21; node <= 30; ++node) {
+    before.model.on(node, "EPYC 7763");
+    now.model.on(node, "EPYC 7763");
+  }
+  now.memory.all(512 * gib);
+  for (std::size_t node = 1; node <= 6; ++node)
+    now.model.on(node, "EPYC 9654");
+  const judgement said = judged(now.run.data(), before.run.data());
+  EXPECT_EQ(said.nodes[29].class_name, "B");
+  EXPECT_EQ(said.nodes[10].class_name, "A");
+  EXPECT_EQ(said.nodes[0].class_name, "C");  // never a letter of another
+}
+
 }  // namespace
 
 }  // namespace zelk::check

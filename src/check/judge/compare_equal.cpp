@@ -8,6 +8,7 @@
 #include "src/check/judge/comparison.h"
 #include "src/check/judge/glob.h"
 #include "src/check/judge/value_words.h"
+#include "src/common/node/tokenized_host.h"
 
 namespace zelk::check {
 
@@ -17,6 +18,11 @@ namespace {
 constexpr std::size_t most_odd_values = 12;
 // Groups of a tie that are named.
 constexpr std::size_t most_groups_named = 4;
+// From this share of a class on, odd values are a group, as odd numbers are;
+// the groups of fewer nodes are too small to tell.
+constexpr std::size_t group_is_one_in = 4;
+constexpr std::size_t least_parted = 10;
+constexpr std::size_t longest_node_set = 60;  // bytes, in a line of evidence
 
 std::size_t least_peers(const comparison& of, const check_definition& check) {
   return check.what.min_peers.value_or(of.options.min_peers);
@@ -30,9 +36,16 @@ std::vector<std::uint32_t> nodes_with(const class_values& values,
   return result;
 }
 
+// Whether the column says whether a node has such a thing at all.
+bool is_applies(const comparison& of) {
+  return of.column.fact->name.starts_with(applies_prefix);
+}
+
 // Whether `value` has less than `reference`, or more, as the direction asks.
 bool is_on_side(const comparison& of, side wanted, std::uint32_t value,
                 std::uint32_t reference) {
+  // Who has what the others have not is no fault.
+  if (is_applies(of)) return of.run.text(value) == applies_no;
   if (wanted == side::both || wanted == side::by_better) return true;
   const bool low = wanted == side::low;
   if (value == absent_value) return low;
@@ -108,6 +121,20 @@ bool is_reference(const comparison& of, const check_definition& check,
          matches_any(check.what.values, of.run.text(most.value));
 }
 
+// Whether so many nodes have the value that they are no odd ones but half of a
+// change. A fact that is not there, or is less where less is bad, is no such.
+bool is_group(const comparison& of, const check_definition& check,
+              const class_values& values, const value_count& each) {
+  const std::uint32_t reference = values.counted.front().value;
+  const side wanted = check.what.direction;
+  return values.entries.size() >= least_parted &&
+         each.nodes * group_is_one_in >= values.entries.size() &&
+         (wanted == side::both || wanted == side::by_better) &&
+         each.value != absent_value && reference != absent_value &&
+         !is_applies(of) && !is_ignored(of, check, each.value) &&
+         !is_close(of, check, each.value, reference);
+}
+
 void add_odd(const comparison& of, const check_definition& check,
              const class_values& values, std::vector<std::uint32_t> nodes,
              std::vector<hit>& hits) {
@@ -128,7 +155,8 @@ void add_odd_ones(const comparison& of, const check_definition& check,
     const std::uint32_t value = values.counted[i].value;
     if (is_ignored(of, check, value) ||
         !is_on_side(of, check.what.direction, value, reference) ||
-        is_close(of, check, value, reference))
+        is_close(of, check, value, reference) ||
+        is_group(of, check, values, values.counted[i]))
       continue;
     std::vector<std::uint32_t> nodes = nodes_with(values, value);
     if (values.counted.size() <= most_odd_values)
@@ -140,37 +168,76 @@ void add_odd_ones(const comparison& of, const check_definition& check,
   add_odd(of, check, values, std::move(all), hits);
 }
 
-std::string groups_in_words(const comparison& of, const class_values& values) {
+node_group group_of(const comparison& of, const class_values& values,
+                    std::uint32_t value) {
+  return {value_words(of.run, *of.column.fact, value),
+          nodes_with(values, value)};
+}
+
+// The groups of all values, those of the fewest nodes without their nodes.
+std::string groups_in_words(const comparison& of, const class_values& values,
+                            const std::vector<node_group>& groups) {
   std::string result;
-  std::size_t named = 0, left = 0;
-  for (const value_count& each : values.counted) {
-    if (named == most_groups_named) {
-      left += each.nodes;
-      continue;
-    }
-    result += named++ == 0 ? "" : ", ";
-    result += std::to_string(each.nodes) + " have " +
-              value_words(of.run, *of.column.fact, each.value);
+  std::size_t left = values.entries.size();
+  for (std::size_t i = 0; i < groups.size() && i < most_groups_named; ++i) {
+    result += (i == 0 ? "" : ", ") +
+              group_words(of.run, groups[i], "have " + groups[i].value);
+    left -= groups[i].nodes.size();
   }
   if (left > 0) result += ", " + std::to_string(left) + " something else";
   return result;
 }
 
+void add_groups(const comparison& of, const check_definition& check,
+                const class_values& values, std::vector<node_group> groups,
+                std::vector<hit>& hits) {
+  hit found = of.made(check, shape::tie, values.number);
+  found.score = std::min(found.score, most_of_common);
+  found.blames_nobody = true;
+  for (const node_group& each : groups)
+    found.nodes.insert(found.nodes.end(), each.nodes.begin(), each.nodes.end());
+  std::sort(found.nodes.begin(), found.nodes.end());
+  found.peers = values.entries.size();
+  found.note = groups_in_words(of, values, groups);
+  found.groups = std::move(groups);
+  hits.push_back(std::move(found));
+}
+
+// Of no value that most have: nobody knows which is right.
 void add_tie(const comparison& of, const check_definition& check,
              const class_values& values, std::vector<hit>& hits) {
   if (check.what.direction == side::high || is_identity(values) ||
       are_close(of, check, values))
     return;
-  hit found = of.made(check, shape::tie, values.number);
-  found.score = std::min(found.score, most_of_common);
-  for (const node_entry& each : values.entries)
-    found.nodes.push_back(each.node);
-  found.peers = values.entries.size();
-  found.note = groups_in_words(of, values);
-  hits.push_back(std::move(found));
+  std::vector<node_group> groups;
+  groups.reserve(values.counted.size());
+  for (const value_count& each : values.counted)
+    groups.push_back(group_of(of, values, each.value));
+  add_groups(of, check, values, std::move(groups), hits);
+}
+
+void add_two_groups(const comparison& of, const check_definition& check,
+                    const class_values& values, std::vector<hit>& hits) {
+  std::vector<node_group> groups = {
+      group_of(of, values, values.counted.front().value)};
+  for (std::size_t i = 1; i < values.counted.size(); ++i)
+    if (is_group(of, check, values, values.counted[i]))
+      groups.push_back(group_of(of, values, values.counted[i].value));
+  if (groups.size() > 1) add_groups(of, check, values, std::move(groups), hits);
 }
 
 }  // namespace
+
+std::string group_words(const run_view& run, const node_group& of,
+                        const std::string& what) {
+  std::vector<std::string> names;
+  names.reserve(of.nodes.size());
+  for (const std::uint32_t node : of.nodes)
+    names.push_back(run.data().nodes[node]);
+  return std::to_string(of.nodes.size()) + " " + what + " (" +
+         clipped(TokenizedHost::get_merged_hosts(names), longest_node_set) +
+         ")";
+}
 
 bool is_identity(const class_values& values) {
   return values.counted.front().nodes * 2 <= values.entries.size() &&
@@ -183,9 +250,10 @@ void find_differing(const comparison& of, const check_definition& check,
     const std::size_t count = values.entries.size();
     if (values.counted.size() < 2 || count < least_peers(of, check)) continue;
     if (!is_reference(of, check, values)) continue;
-    if (values.counted.front().nodes * 2 > count)
+    if (values.counted.front().nodes * 2 > count) {
+      add_two_groups(of, check, values, hits);
       add_odd_ones(of, check, values, hits);
-    else
+    } else
       add_tie(of, check, values, hits);
   }
 }

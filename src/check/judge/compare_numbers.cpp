@@ -183,9 +183,15 @@ bool class_outliers::add_two_groups(std::vector<hit>& hits) const {
         .push_back(each.node);
   found.peers = count();
   const fact_column& fact = *of_.column.fact;
-  found.note = std::to_string(groups->below) + " have about " +
-               number_words(fact, groups->low) + ", " + std::to_string(above) +
-               " about " + number_words(fact, groups->high);
+  node_group low{number_words(fact, groups->low), {}};
+  node_group high{number_words(fact, groups->high), {}};
+  for (const numbered& each : numbers_)
+    (each.number < border ? low : high).nodes.push_back(each.node);
+  found.note = group_words(of_.run, low, "have about " + low.value) + ", " +
+               group_words(of_.run, high, "about " + high.value);
+  found.blames_nobody = all;
+  found.groups = {std::move(low), std::move(high)};
+  if (groups->below < above) std::swap(found.groups[0], found.groups[1]);
   hits.push_back(std::move(found));
   return true;
 }

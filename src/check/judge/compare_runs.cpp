@@ -19,7 +19,7 @@ constexpr double times_peers = 3;     // the median growth of the class
 
 struct growth {
   std::uint32_t node = 0;
-  double by = 0;
+  double by = 0;  // in a day
 };
 
 // The growth on some nodes, and how it is spread.
@@ -46,7 +46,7 @@ std::optional<double> growth_of(const comparison& of, const column_view* before,
   const run_view& old = of.pair->before();
   const double was = old.number(old.value(*before, then));
   if (std::isnan(was) || now < was) return std::nullopt;
-  return now - was;
+  return (now - was) / of.pair->days_between();
 }
 
 // By class; the last one is of all nodes.
@@ -75,7 +75,10 @@ class growth_finder {
       : of_(of), check_(check), peers_(peers) {}
 
   void find(const growths& in, std::vector<hit>& hits) const {
-    const double limit = check_.what.growth;
+    const double limit =
+        peers_ == nullptr
+            ? check_.what.alone_growth.value_or(check_.what.growth)
+            : check_.what.growth;
     std::vector<std::uint32_t> grown, most;
     for (const growth& each : in.all) {
       if (each.by <= limit) continue;
@@ -106,6 +109,8 @@ class growth_finder {
     hit found = of_.made(check_, what, in.in_class);
     if (what == shape::everywhere)
       found.score = std::min(found.score, most_of_everywhere);
+    if (peers_ == nullptr && !check_.what.alone_growth)
+      found.score = std::min(found.score, most_of_alone);
     if (peers_ != nullptr || what == shape::everywhere)
       found.peers =
           held_against.all.size() - (what == shape::grew ? nodes.size() : 0);
@@ -140,7 +145,8 @@ void find_grown(const comparison& of, const check_definition& check,
                                                             : nullptr;
     if (of.options.by == peers_by::none) peers = nullptr;
     // Growth is fine unless somebody says how much is too much.
-    if (peers == nullptr && check.what.growth <= 0) continue;
+    if (peers == nullptr && check.what.growth <= 0 && !check.what.alone_growth)
+      continue;
     growth_finder(of, check, peers).find(each, hits);
   }
 }

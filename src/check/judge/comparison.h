@@ -35,6 +35,8 @@ struct comparison {
 constexpr int most_of_common = 60;
 // A change on most nodes was usually meant.
 constexpr int most_of_everywhere = 20;
+// A counter that runs may run on every node; without peers nobody can tell.
+constexpr int most_of_alone = 20;
 
 // compare_equal.cpp
 void find_differing(const comparison& of, const check_definition& check,
@@ -46,6 +48,10 @@ void find_lacking(const comparison& of, const check_definition& check,
 // Whether a class's values are so many that they name the nodes: a serial
 // number or an address that its description does not declare as such.
 bool is_identity(const class_values& values);
+
+// "8 WHAT (n[1-8])"
+std::string group_words(const run_view& run, const node_group& of,
+                        const std::string& what);
 
 // compare_numbers.cpp
 void find_outliers(const comparison& of, const check_definition& check,

@@ -42,7 +42,8 @@ struct check_rule {
   std::optional<double> z;               // peers, growth: robust z
   std::optional<std::size_t> min_peers;  // peers, differs, growth
   std::optional<range> limit;            // range: what is fine
-  double growth = 0;                     // growth: more than this is too much
+  double growth = 0;  // growth: more than this in a day is too much
+  std::optional<double> alone_growth;  // growth: so much is, whatever peers do
   // value: patterns of what is fine. differs: only against such a majority.
   std::vector<std::string> values;
   std::vector<std::string> refused;  // value: patterns of what is not fine

@@ -43,15 +43,20 @@ class column_judge {
         claimed_(run.nodes(), 0) {}
 
   found_hits judge_all() {
+    found_.seen.all = plan_.has_all();
+    found_.seen.answers = plan_.tells_of_answers();
+    if (!found_.seen.all) found_.seen.columns.assign(run_.columns().size(), 0);
     for (const column_view& column : run_.columns())
       judge(column);
     drop_not_agreed();
     judge_wanted();
+    find_untold(run_, plan_, options_, found_.seen);
     return std::move(found_);
   }
 
  private:
   void judge(const column_view& column);
+  void note_seen(const column_view& column, const column_checks& checks);
   void apply(const comparison& of, const check_definition& check);
   void apply_generic(const comparison& of);
   void drop_claimed(const column_view& column);
@@ -68,11 +73,16 @@ class column_judge {
   const judge_options& options_;
   column_values values_;
   std::vector<hit> hits_;              // of the column in hand
-  std::vector<std::uint8_t> claimed_;  // by node: told already
+  std::vector<std::uint8_t> claimed_;  // by node: how it is told
   // Of checks that want several facts to agree: how many facts they look at.
   std::map<const check_definition*, std::size_t> facts_of_;
   found_hits found_;
 };
+
+// Of a node, in the column in hand. What is said of a group blames nobody, so
+// that a node may be blamed for the same value by another check.
+constexpr std::uint8_t told_of_group = 1;
+constexpr std::uint8_t told = 2;
 
 bool is_numeric(const column_view& column) {
   return column.fact->traits.compare == facts::comparison::outlier;
@@ -151,13 +161,15 @@ void column_judge::drop_claimed(const column_view& column) {
     if (each.what == shape::everywhere) continue;
     const bool is_change = each.what == shape::changed;
     std::erase_if(each.nodes, [&](std::uint32_t node) {
-      return claimed_[node] != 0 ||
+      return claimed_[node] == told ||
+             (is_change && claimed_[node] == told_of_group) ||
              (is_change && odd_before != nullptr &&
               std::binary_search(odd_before->begin(), odd_before->end(), node));
     });
     // One rule may find a node twice, in two of its hits.
     for (const std::uint32_t node : each.nodes)
-      claimed_[node] = 1;
+      claimed_[node] =
+          std::max(claimed_[node], each.blames_nobody ? told_of_group : told);
     marked.insert(marked.end(), each.nodes.begin(), each.nodes.end());
   }
   for (const std::uint32_t node : marked)
@@ -166,8 +178,26 @@ void column_judge::drop_claimed(const column_view& column) {
     if (!each.nodes.empty()) found_.hits.push_back(std::move(each));
 }
 
+// Whether somebody who asked for a few checks asked for one of this fact.
+void column_judge::note_seen(const column_view& column,
+                             const column_checks& checks) {
+  if (found_.seen.all) return;
+  bool is_seen = !checks.named.empty();
+  for (const char* ending :
+       {generic::differs, generic::outlier, generic::not_unique, generic::grew,
+        generic::state})
+    is_seen = is_seen ||
+              (checks.generic && plan_.generic(column.fact->provider, ending));
+  is_seen = is_seen || (checks.generic_change &&
+                        plan_.generic(column.fact->provider, generic::changed));
+  found_.seen
+      .columns[static_cast<std::size_t>(&column - run_.columns().data())] =
+      is_seen;
+}
+
 void column_judge::judge(const column_view& column) {
   const column_checks checks = plan_.for_column(column);
+  note_seen(column, checks);
   const bool is_idle = checks.named.empty() && column.fact->traits.compare ==
                                                    facts::comparison::unstable;
   if (is_idle) return;

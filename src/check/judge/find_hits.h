@@ -29,8 +29,25 @@ struct shown_column {
 using troubled =
     std::unordered_map<const column_view*, std::vector<std::uint32_t>>;
 
+// What the checks that were asked for look at.
+struct columns_seen {
+  bool all = true;       // all checks were asked for
+  bool answers = false;  // one was that is about the results themselves
+  std::vector<std::uint8_t> columns;  // by column, unless it is all
+  // By provider that they look at, then node: 1 where the result is not known,
+  // and the check that tells so was not asked for.
+  std::vector<std::vector<std::uint8_t>> untold;
+
+  bool has(const run_view& run, const column_view& column) const {
+    return all ||
+           columns[static_cast<std::size_t>(&column - run.columns().data())] !=
+               0;
+  }
+};
+
 struct found_hits {
   std::vector<hit> hits;
+  columns_seen seen;
   std::vector<shown_column> distributions, differences;
   std::size_t equal_facts = 0;
 };
@@ -41,8 +58,12 @@ found_hits find_hits(const run_view& run, const classes& groups,
                      check_plan& plan, const judge_options& options);
 
 // Nodes that did not answer, or not well. Without columns.
-void find_answer_hits(const run_view& run, const run_pair* pair,
-                      check_plan& plan, const judge_options& options,
-                      std::vector<hit>& hits);
+void find_answer_hits(const run_view& run, const classes& groups,
+                      const run_pair* pair, check_plan& plan,
+                      const judge_options& options, std::vector<hit>& hits);
+
+// Puts seen.untold.
+void find_untold(const run_view& run, const check_plan& plan,
+                 const judge_options& options, columns_seen& seen);
 
 }  // namespace zelk::check

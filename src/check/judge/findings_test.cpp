@@ -157,7 +157,8 @@ TEST(findings, of_counters_need_peers_or_a_limit) {
   const judgement said = judged_by(now.data(), {limited}, &earlier);
   ASSERT_EQ(ids_of(said), std::vector<std::string>{"ib-bad"});
   EXPECT_EQ(said.findings[0].message,
-            "grew from 0 to 40; more than 30 is too much");
+            "grew from 0 to 40; more than 30 a day, and too few peers to "
+            "compare with");
 }
 
 TEST(findings, of_counters_in_a_small_class_are_held_against_all_nodes) {

@@ -23,7 +23,7 @@ using list = std::vector<std::uint32_t>;
 
 // What all parts of a group have in common, but for their nodes.
 using kind = std::tuple<std::string, std::string, std::uint32_t, std::uint32_t,
-                        bool, shape, std::string>;
+                        bool, shape, std::string, bool>;
 
 kind kind_of(const hit_part& part) {
   const hit& what = *part.of;
@@ -37,7 +37,8 @@ kind kind_of(const hit_part& part) {
           what.what,
           what.what == shape::answer
               ? (is_silence ? "all\n" : "some\n") + what.note
-              : std::string()};
+              : std::string(),
+          what.blames_nobody};
 }
 
 // Where the check names the fact.

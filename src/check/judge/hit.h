@@ -14,6 +14,12 @@
 
 namespace zelk::check {
 
+// Nodes with one value, or about one.
+struct node_group {
+  std::string value;                 // for people
+  std::vector<std::uint32_t> nodes;  // ascending
+};
+
 enum class shape : std::uint8_t {
   odd,         // not what most of the class have
   tie,         // the class has no value that most have
@@ -44,6 +50,8 @@ struct hit {
   std::string note;                   // evidence that stands in no column
   double border = 0;                  // of halves: the least of the upper group
   std::vector<std::uint32_t> others;  // of halves: the other group, ascending
+  bool blames_nobody = false;         // none of the nodes is worse for it
+  std::vector<node_group> groups;  // of a tie and of halves, most nodes first
 };
 
 // Whether it is about a class or the run as a whole, not about single nodes.

@@ -88,6 +88,7 @@ const run_data& in_order(const run_data& data, run_data& copy) {
   const places from = node_order(data);
   put_in_order(copy.nodes, from, std::string());
   put_in_order(copy.notes, from, node_notes());
+  put_in_order(copy.machines, from, machine_facts());
   for (provider_info& each : copy.providers)
     put_in_order(each.answers, from, provider_answer());
   for (fact_column& each : copy.facts)

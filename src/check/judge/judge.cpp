@@ -11,6 +11,7 @@
 #include <unordered_set>
 
 #include "src/check/judge/find_hits.h"
+#include "src/check/judge/machines.h"
 #include "src/check/judge/make_findings.h"
 #include "src/check/judge/reports.h"
 #include "src/check/judge/trouble.h"
@@ -22,10 +23,12 @@ namespace {
 // A run, its classes and what was found in it.
 struct judged_run {
   judged_run(const run_data& data, std::int64_t oldest_usec)
-      : view(in_order(data, copy), oldest_usec) {}
+      : view(in_order(data, copy), oldest_usec),
+        machines(machines_in(view.data())) {}
 
   run_data copy;  // only if `data` is not in order
   run_view view;
+  std::vector<machine_facts> machines;
   classes groups;
   found_hits found;
 };
@@ -36,19 +39,32 @@ std::int64_t oldest_usec(const judge_options& options) {
   return options.now_usec - options.max_age_usec;
 }
 
+// Runs say of each other what their nodes are.
+void complete(judged_run& of, const judged_run& by) {
+  complete(of.machines, of.view.data().nodes, by.machines,
+           by.view.data().nodes);
+}
+
 void judge_run(judged_run& run, const run_pair* pair, const troubled& before,
-               check_plan& plan, const judge_options& options) {
-  run.groups = find_classes(run.view, options);
+               const known_classes* groups_before, check_plan& plan,
+               const judge_options& options) {
+  run.groups = find_classes(run.view, run.machines, groups_before, options);
   run.found = find_hits(run.view, run.groups, pair, before, plan, options);
-  find_answer_hits(run.view, pair, plan, options, run.found.hits);
+  find_answer_hits(run.view, run.groups, pair, plan, options, run.found.hits);
+}
+
+// By node of the baseline: its number now, or no_value.
+std::vector<std::uint32_t> places_now(const run_pair& pair) {
+  std::vector<std::uint32_t> result(pair.before().nodes(), no_value);
+  for (std::uint32_t node = 0; node < pair.now().nodes(); ++node)
+    if (pair.node_before(node) != no_value)
+      result[pair.node_before(node)] = node;
+  return result;
 }
 
 // Which nodes of now had trouble with which column then.
-troubled troubles_before(const judged_run& before, const run_pair& pair) {
-  std::vector<std::uint32_t> now_of(before.view.nodes(), no_value);
-  for (std::uint32_t node = 0; node < pair.now().nodes(); ++node)
-    if (pair.node_before(node) != no_value)
-      now_of[pair.node_before(node)] = node;
+troubled troubles_before(const judged_run& before,
+                         const std::vector<std::uint32_t>& now_of) {
   troubled result;
   for (const hit& each : before.found.hits) {
     if (each.column == nullptr || is_common(each.what)) continue;
@@ -102,13 +118,19 @@ void put_history(judgement& result,
 
 std::vector<class_view> views_of(const classes& groups, const run_data& data,
                                  std::size_t min_peers) {
+  const auto names_of = [&data](const std::vector<std::uint32_t>& nodes) {
+    std::vector<std::string> names;
+    names.reserve(nodes.size());
+    for (const std::uint32_t node : nodes)
+      names.push_back(data.nodes[node]);
+    return names;
+  };
   std::vector<class_view> result;
   for (const node_class& each : groups.list) {
     class_view view;
     view.name = each.name;
     view.key = each.key;
-    for (const std::uint32_t node : each.nodes)
-      view.nodes.push_back(data.nodes[node]);
+    view.nodes = names_of(each.nodes);
     view.comparable = each.nodes.size() >= min_peers;
     if (!view.comparable)
       view.why_not = std::to_string(each.nodes.size()) +
@@ -116,6 +138,14 @@ std::vector<class_view> views_of(const classes& groups, const run_data& data,
                      "; comparing takes " + std::to_string(min_peers);
     result.push_back(std::move(view));
   }
+  if (!groups.unknown.empty())
+    result.push_back({"unknown",
+                      {},
+                      names_of(groups.unknown),
+                      false,
+                      "nothing tells which machines they are, in this run or "
+                      "before; zelk-collect cpu_topology dmi_bios tells it, or "
+                      "--peers all takes them as alike"});
   return result;
 }
 
@@ -165,7 +195,7 @@ void put_findings(judgement& result, const judged_run& run,
     put_since(each, earlier, name);
     (each.what.accepted ? accepted : open).push_back(std::move(each));
   }
-  put_nodes(result, run.view, run.groups, open, accepted);
+  put_nodes(result, run.view, run.groups, run.found.seen, open, accepted);
   for (made_finding& each : open)
     result.findings.push_back(std::move(each.what));
   for (made_finding& each : accepted)
@@ -189,20 +219,24 @@ void put_facts(judgement& result, const judged_run& run) {
 struct judged_baseline {
   std::unique_ptr<judged_run> run;  // null: there is none
   std::unique_ptr<run_pair> pair;
+  std::vector<std::uint32_t> place_now;  // by node
   troubled odd;
   trouble_set troubles;
 };
 
-judged_baseline judge_baseline(const run_data* data, const judged_run& now,
+judged_baseline judge_baseline(const run_data* data, judged_run& now,
                                check_plan& plan, const judge_options& options) {
   judged_baseline result;
   if (data == nullptr) return result;
   // It is old: that is what it is for.
   result.run = std::make_unique<judged_run>(
       *data, std::numeric_limits<std::int64_t>::min());
-  judge_run(*result.run, nullptr, {}, plan, options);
+  complete(now, *result.run);
+  complete(*result.run, now);
+  judge_run(*result.run, nullptr, {}, nullptr, plan, options);
   result.pair = std::make_unique<run_pair>(now.view, result.run->view);
-  result.odd = troubles_before(*result.run, *result.pair);
+  result.place_now = places_now(*result.pair);
+  result.odd = troubles_before(*result.run, result.place_now);
   result.troubles =
       troubles_of(result.run->found.hits, result.run->view, result.run->groups);
   return result;
@@ -231,7 +265,11 @@ judgement judge(const run_data& now, const run_data* baseline,
   check_plan plan(checks, options);
   judged_run run(now, oldest_usec(options));
   const judged_baseline before = judge_baseline(baseline, run, plan, options);
-  judge_run(run, before.pair.get(), before.odd, plan, options);
+  std::optional<known_classes> groups_before;
+  if (before.run)
+    groups_before.emplace(known_classes{before.run->groups, before.place_now});
+  judge_run(run, before.pair.get(), before.odd,
+            groups_before ? &*groups_before : nullptr, plan, options);
   const trouble_set troubles =
       troubles_of(run.found.hits, run.view, run.groups);
   const auto past = newest_first(earlier, now.run);
@@ -245,6 +283,7 @@ judgement judge(const run_data& now, const run_data* baseline,
       options.min_effect};
   put_findings(result, run, maker.make(run.found.hits), known_runs(past),
                troubles);
+  result.overall = overall_of(result);
   result.classes = views_of(run.groups, run.view.data(), options.min_peers);
   put_facts(result, run);
   put_baseline(result, before, run.view.data(), troubles);

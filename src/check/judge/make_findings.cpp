@@ -188,6 +188,16 @@ bool has_changed(const hit_group& group, const std::vector<node_value>& values,
   return false;
 }
 
+void put_groups(finding& into, const hit& what, const run_view& run) {
+  into.blames_nobody = what.blames_nobody;
+  for (const node_group& each : what.groups) {
+    auto& [value, nodes] = into.groups.emplace_back();
+    value = each.value;
+    for (const std::uint32_t node : each.nodes)
+      nodes.push_back(run.data().nodes[node]);
+  }
+}
+
 void put_texts(finding& into, const hit& what) {
   into.check = what.check->id;
   into.title = what.check->title;
@@ -283,6 +293,7 @@ made_finding made_of(const hit_group& group, const finding_maker& with) {
   const wording words{with.run, with.groups, with.pair};
   put_texts(into, what);
   put_origin(into, what, with);
+  put_groups(into, what, with.run);
   into.values = words.values_of(group);
   into.reference = words.reference_of(what);
   into.message = words.message_of(group, into.values);

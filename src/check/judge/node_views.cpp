@@ -14,6 +14,7 @@ namespace {
 cell_state cell_of(const run_view& run, std::size_t provider,
                    std::size_t node) {
   if (run.is_stale(provider, node)) return cell_state::stale;
+  if (run.is_unreadable(provider, node)) return cell_state::error;
   const provider_info& info = run.data().providers[provider];
   if (node >= info.answers.size()) return cell_state::not_applicable;
   switch (info.answers[node].what) {
@@ -104,8 +105,15 @@ class node_table {
     if (is_reach)
       for (const std::uint32_t node : found.nodes)
         raise(result_.nodes[node].cells[0], state);
-    // The cell says already how the result ended, and that is more.
-    if (found.is_of_answers && state != cell_state::accepted) return;
+    // The cell says already how the result ended, and that is more; but for
+    // what is no trouble where all nodes have it.
+    if (found.is_of_answers && state != cell_state::accepted) {
+      for (const auto& [provider, node] : found.cells)
+        if (auto& cell = result_.nodes[node].cells[column_of_[provider]];
+            cell == cell_state::not_applicable)
+          cell = cell_state::error;
+      return;
+    }
     for (const auto& [provider, node] : found.cells)
       raise(result_.nodes[node].cells[column_of_[provider]], state);
     for (const auto& [provider, node] : found.accepted_cells)
@@ -121,7 +129,9 @@ class node_table {
 
 // Whether at least one provider told something that can be judged. That it
 // answered is not enough: of a fact that could not be read nothing is known.
-bool is_known(const run_view& run, std::size_t node) {
+// Of a node of which others tell, or that tells only whether it has such a
+// thing, neither. `seen`: the columns that a check looks at.
+bool is_known(const run_view& run, const columns_seen& seen, std::size_t node) {
   const auto has_answered = [&](std::uint32_t number) {
     const auto& answers = run.data().providers[number].answers;
     return node < answers.size() && !run.is_stale(number, node) &&
@@ -131,6 +141,8 @@ bool is_known(const run_view& run, std::size_t node) {
   return std::any_of(run.columns().begin(), run.columns().end(),
                      [&](const column_view& column) {
                        return column.provider != no_provider &&
+                              column.absence_counts &&
+                              (seen.answers || seen.has(run, column)) &&
                               run.value(column, node) != unknown_value &&
                               has_answered(column.provider);
                      });
@@ -143,16 +155,33 @@ verdict verdict_of(severity worst, bool known) {
   return worst == severity::warning ? verdict::suspect : verdict::healthy;
 }
 
+// Whether a check that was asked for misses a result of the node, and the
+// check that would tell so was not asked for.
+bool is_untold(const run_view& run, const columns_seen& seen,
+               std::size_t node) {
+  for (std::uint32_t i = 0; i < seen.untold.size(); ++i)
+    if (node < seen.untold[i].size() && seen.untold[i][node] != 0 &&
+        !run.is_silent(node))
+      return true;
+  return false;
+}
+
 void put_verdicts(judgement& result, const run_view& run,
+                  const columns_seen& seen,
                   const std::vector<made_finding>& open) {
   std::vector<severity> worst(run.nodes(), severity::informational);
   for (std::uint32_t i = 0; i < open.size(); ++i)
     for (const std::uint32_t node : open[i].nodes) {
-      worst[node] = std::max(worst[node], open[i].what.level);
+      if (!open[i].what.blames_nobody)
+        worst[node] = std::max(worst[node], open[i].what.level);
       result.nodes[node].findings.push_back(i);
     }
-  for (std::size_t node = 0; node < run.nodes(); ++node)
-    result.nodes[node].what = verdict_of(worst[node], is_known(run, node));
+  for (std::size_t node = 0; node < run.nodes(); ++node) {
+    verdict& what = result.nodes[node].what;
+    what = verdict_of(worst[node], is_known(run, seen, node));
+    if (what == verdict::healthy && is_untold(run, seen, node))
+      what = verdict::unknown;
+  }
 }
 
 void put_counts(judgement& result) {
@@ -172,10 +201,6 @@ void put_counts(judgement& result) {
         ++counts.unknown;
         break;
     }
-  result.overall = counts.unhealthy > 0 ? verdict::unhealthy
-                   : counts.suspect > 0 ? verdict::suspect
-                   : counts.healthy > 0 ? verdict::healthy
-                                        : verdict::unknown;
 }
 
 using coverage_key =
@@ -213,15 +238,16 @@ std::vector<coverage_group> coverage_of(const run_view& run) {
 }
 
 void put_nodes(judgement& result, const run_view& run, const classes& groups,
-               const std::vector<made_finding>& open,
+               const columns_seen& seen, const std::vector<made_finding>& open,
                const std::vector<made_finding>& accepted) {
   node_table table(result, run);
   table.make(groups);
   for (const made_finding& each : open)
-    table.mark(each, cell_of(each.what.level));
+    table.mark(each, each.what.blames_nobody ? cell_state::info
+                                             : cell_of(each.what.level));
   for (const made_finding& each : accepted)
     table.mark(each, cell_state::accepted);
-  put_verdicts(result, run, open);
+  put_verdicts(result, run, seen, open);
   put_counts(result);
 }
 

@@ -41,16 +41,16 @@ const std::map<rule, std::vector<std::string>> attributes_of = {
     {rule::value, {"is", "is_not", "ignore"}},
     {rule::unique, {"ignore"}},
     {rule::changed, {"ignore"}},
-    {rule::growth, {"more_than", "z", "min_peers"}},
+    {rule::growth, {"more_than", "alone_more_than", "z", "min_peers"}},
     {rule::present, {"provider"}},
     {rule::absent, {"ignore"}},
     {rule::none, {}}};
 
 const std::vector<std::string> all_attributes = {
-    "direction", "min_effect", "min_difference", "z",
-    "min_peers", "limit",      "more_than",      "is",
-    "is_not",    "ignore",     "provider",       "min_share",
-    "min_facts"};
+    "direction", "min_effect",     "min_difference", "z",
+    "min_peers", "limit",          "more_than",      "is",
+    "is_not",    "ignore",         "provider",       "min_share",
+    "min_facts", "alone_more_than"};
 
 // White space as a schema's token has it.
 std::string token(const xmlNode& element) {
@@ -176,6 +176,7 @@ class file_reader {
     result.min_facts = static_cast<std::size_t>(
         number(attribute(element, "min_facts")).value_or(1));
     result.growth = number(attribute(element, "more_than")).value_or(0);
+    result.alone_growth = number(attribute(element, "alone_more_than"));
     result.values = patterns(element, "is");
     result.refused = patterns(element, "is_not");
     result.ignored = patterns(element, "ignore");

@@ -25,10 +25,10 @@ std::vector<difference> differences_of(const run_view& run,
                                        const found_hits& found,
                                        std::size_t& left_out);
 
-// Fills columns, nodes, counts and the overall verdict. Requires: `open` and
+// Fills columns, nodes and counts. Requires: `open` and
 // `accepted` are what result.findings and result.accepted are made of.
 void put_nodes(judgement& result, const run_view& run, const classes& groups,
-               const std::vector<made_finding>& open,
+               const columns_seen& seen, const std::vector<made_finding>& open,
                const std::vector<made_finding>& accepted);
 
 }  // namespace zelk::check

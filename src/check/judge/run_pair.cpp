@@ -132,6 +132,13 @@ std::uint32_t run_pair::value_before(const column_view* column_before,
   return value < value_now_.size() ? value_now_[value] : value;
 }
 
+double run_pair::days_between() const {
+  constexpr double usec_per_day = 86400e6;
+  const auto apart = static_cast<double>(now_.data().run.started_usec -
+                                         before_.data().run.started_usec);
+  return std::max(1.0, apart / usec_per_day);
+}
+
 void run_pair::find_restarted() {
   restarted_.assign(now_.nodes(), 0);
   const column_view* boot = now_.find("boot.id");

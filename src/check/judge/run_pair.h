@@ -41,6 +41,10 @@ class run_pair {
   std::uint32_t value_before(const column_view* column_before,
                              std::size_t node) const;
 
+  // How long the runs are apart. A day at least: what happens on a day happens
+  // within some minutes of it.
+  double days_between() const;
+
   // Whether the node was restarted in between, as far as its facts tell.
   bool was_restarted(std::size_t node) const { return restarted_[node] != 0; }
 

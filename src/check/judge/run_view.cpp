@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <map>
 
 #include "src/check/judge/glob.h"
@@ -48,11 +49,35 @@ run_view::run_view(const run_data& data, std::int64_t oldest_usec)
   add_pivots();
   std::sort(columns_.begin(), columns_.end(), before);
   note_unread();
+  note_unreadable();
+}
+
+// How much later than the run, or before it if negative, a result is dated.
+// Results come from the node's clock and runs from that of the machine that
+// collects.
+std::int64_t run_view::outside_of_run(std::int64_t ended_usec) const {
+  constexpr std::int64_t allowed = std::int64_t{3600} * 1'000'000;
+  const run_info& run = data_.run;
+  if (ended_usec == 0 || run.started_usec == 0) return 0;
+  if (ended_usec < run.started_usec - allowed)
+    return ended_usec - run.started_usec;
+  if (run.ended_usec != 0 && ended_usec > run.ended_usec + allowed)
+    return ended_usec - run.ended_usec;
+  return 0;
+}
+
+// A clock that is far off says nothing about the age.
+bool run_view::is_old(const provider_answer& given,
+                      std::int64_t oldest_usec) const {
+  if (given.ended_usec == 0) return false;
+  const bool is_dated = outside_of_run(given.ended_usec) == 0;
+  return (is_dated ? given.ended_usec : data_.run.started_usec) < oldest_usec;
 }
 
 void run_view::rate_answers(std::int64_t oldest_usec) {
   const std::size_t count = nodes();
   expected_.assign(count, 0);
+  misdated_.assign(count, 0);
   std::vector<std::uint8_t> answered(count, 0);
   for (const provider_info& provider : data_.providers) {
     auto& worths = worth_.emplace_back(count, worth::nothing);
@@ -63,7 +88,10 @@ void run_view::rate_answers(std::int64_t oldest_usec) {
       if (given.what != answer::not_expected) expected_[node] = 1;
       if (!is_answered(given.what)) continue;
       answered[node] = 1;
-      if (given.ended_usec != 0 && given.ended_usec < oldest_usec)
+      const std::int64_t outside = outside_of_run(given.ended_usec);
+      if (std::abs(outside) > std::abs(misdated_[node]))
+        misdated_[node] = outside;
+      if (is_old(given, oldest_usec))
         stale[node] = 1;
       else if (given.what == answer::ok)
         worths[node] = worth::whole;
@@ -115,7 +143,7 @@ void run_view::add_applies() {
           each.what == answer::incomplete;
     if (!some || !others) continue;
     fact_column& column = made_.emplace_back();
-    column.name = "applies." + provider.name;
+    column.name = std::string(applies_prefix) + provider.name;
     column.provider = provider.name;
     column.option = provider.option;
     column.values.assign(nodes(), no_value);
@@ -123,7 +151,7 @@ void run_view::add_applies() {
       if (node >= provider.answers.size() || is_stale(i, node)) continue;
       const answer what = provider.answers[node].what;
       if (what == answer::not_applicable)
-        column.values.set(node, made_value("no"));
+        column.values.set(node, made_value(applies_no));
       else if (what == answer::ok || what == answer::incomplete)
         column.values.set(node, made_value("yes"));
     }
@@ -187,6 +215,33 @@ void run_view::note_unread() {
   }
   for (column_view& column : columns_)
     std::sort(column.unread.begin(), column.unread.end());
+}
+
+void run_view::note_unreadable(std::uint32_t provider, const unread_fact& why) {
+  std::vector<const column_view*> said;
+  for (const column_view& each : columns_)
+    if (each.provider == provider && each.absence_counts) said.push_back(&each);
+  auto& of = unreadable_[provider];
+  for (const std::uint32_t node : why.nodes) {
+    if (node >= nodes() || worth_[provider][node] == worth::nothing) continue;
+    const auto is_said = [&](const column_view* column) {
+      const node_values& values = column->fact->values;
+      return node < values.size() && values[node] != no_value;
+    };
+    if (std::any_of(said.begin(), said.end(), is_said)) continue;
+    if (of.empty()) of.resize(nodes());
+    of[node] = &why;
+  }
+}
+
+// A reason that is about a whole output may still leave some of its facts.
+void run_view::note_unreadable() {
+  unreadable_.resize(data_.providers.size());
+  for (const unread_fact& why : data_.unread) {
+    if (why.name != facts::whole_output) continue;
+    for (std::uint32_t i = 0; i < data_.providers.size(); ++i)
+      if (data_.providers[i].name == why.provider) note_unreadable(i, why);
+  }
 }
 
 std::uint32_t run_view::value(const column_view& column,

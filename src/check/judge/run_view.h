@@ -26,6 +26,10 @@ constexpr std::uint32_t absent_value = no_value - 1;
 // Nothing is known: no answer, not all of it, or it could not be read.
 constexpr std::uint32_t unknown_value = no_value;
 
+// The columns of whether a node has such a thing at all, and what is bad.
+inline constexpr std::string_view applies_prefix = "applies.";
+inline constexpr char applies_no[] = "no";
+
 constexpr std::uint32_t no_provider = 0xffffffff;
 
 struct column_view {
@@ -61,6 +65,20 @@ class run_view {
   bool is_stale(std::size_t provider, std::size_t node) const {
     return stale_[provider][node] != 0;
   }
+  // Whether the provider's output came from the node, and nothing of it could
+  // be read.
+  bool is_unreadable(std::size_t provider, std::size_t node) const {
+    return !unreadable_[provider].empty() &&
+           unreadable_[provider][node] != nullptr;
+  }
+  // Why not. Requires: it is so.
+  const unread_fact& why_unreadable(std::size_t provider,
+                                    std::size_t node) const {
+    return *unreadable_[provider][node];
+  }
+  // How far outside of the run the node's results are dated, by its own clock;
+  // 0: they are not.
+  std::int64_t misdated_usec(std::size_t node) const { return misdated_[node]; }
   // Whether no result of all that were expected came from the node.
   bool is_silent(std::size_t node) const { return silent_[node] != 0; }
   bool is_expected(std::size_t node) const { return expected_[node] != 0; }
@@ -76,10 +94,14 @@ class run_view {
   enum class worth : std::uint8_t { nothing, part, whole };
 
   void rate_answers(std::int64_t oldest_usec);
+  std::int64_t outside_of_run(std::int64_t ended_usec) const;
+  bool is_old(const provider_answer& given, std::int64_t oldest_usec) const;
   void add_columns();
   void add_applies();
   void add_pivots();
   void note_unread();
+  void note_unreadable();
+  void note_unreadable(std::uint32_t provider, const unread_fact& why);
   std::uint32_t made_value(const std::string& text);
   std::uint32_t provider_of(const fact_column& column) const;
 
@@ -90,6 +112,9 @@ class run_view {
   std::vector<std::vector<worth>> worth_;         // by provider, node
   std::vector<std::vector<std::uint8_t>> stale_;  // by provider, node
   std::vector<std::uint8_t> silent_, expected_;   // by node
+  std::vector<std::int64_t> misdated_;            // by node
+  // By provider, then node; empty where all is read.
+  std::vector<std::vector<const unread_fact*>> unreadable_;
 };
 
 // Returns `data` with all lists in their order; a copy only if they were not.

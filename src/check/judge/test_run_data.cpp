@@ -145,9 +145,29 @@ run_builder& run_builder::numbered(std::int64_t number) {
   return *this;
 }
 
+run_builder& run_builder::of_unknown_machines() {
+  is_known_ = false;
+  return *this;
+}
+
+void run_builder::put_machines(run_data& into) const {
+  constexpr std::string_view telling[] = {"cpu.model", "cpuinfo.model_name",
+                                          "kernel.machine", "dmi.product_name"};
+  const bool is_told =
+      std::any_of(facts_.begin(), facts_.end(), [&](const fact_builder& each) {
+        return std::count(std::begin(telling), std::end(telling),
+                          each.column_.name) != 0;
+      });
+  if (is_told || !is_known_) return;
+  machine_facts alike;
+  alike.processor = "one that all have";
+  into.machines.assign(count_, alike);
+}
+
 run_data run_builder::data() const {
   run_data result;
   result.run = info_;
+  put_machines(result);
   result.nodes = names_;
   result.notes = notes_;
   result.values = values_;

@@ -66,6 +66,9 @@ class run_builder {
   run_builder& notes(std::size_t node, const node_notes& what);
   run_builder& rename(std::size_t node, const std::string& name);
   run_builder& numbered(std::int64_t number);  // of the run
+  // No earlier run told what the nodes are. Otherwise they are alike, unless
+  // the facts say what they are.
+  run_builder& of_unknown_machines();
 
   // Everything in its order. May be asked for again after changes.
   run_data data() const;
@@ -83,6 +86,7 @@ class run_builder {
   };
 
   std::uint32_t value(const std::string& text, const double* number);
+  void put_machines(run_data& into) const;
   fact_builder& add(const std::string& provider, const std::string& name,
                     facts::comparison how, facts::value_type type);
 
@@ -95,6 +99,7 @@ class run_builder {
   std::vector<unread_fact> unread_;
   std::map<std::size_t, std::string> silent_;
   facts::value_table values_;
+  bool is_known_ = true;
 };
 
 }  // namespace zelk::check

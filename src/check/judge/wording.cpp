@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::size_t most_values_named = 3;
 constexpr std::size_t most_facts_named = 3;
+constexpr double least_days_told = 1.5;
 
 std::string and_more(std::size_t named, std::size_t all) {
   return all > named ? " and " + std::to_string(all - named) + " more" : "";
@@ -95,8 +96,11 @@ node_value wording::value_of(const hit& what, std::uint32_t node) const {
     const std::uint32_t then = pair->node_before(node);
     if (old != nullptr && then != no_value)
       if (const auto before = pair->before().value(*old, then);
-          before != unknown_value)
+          before != unknown_value) {
         result.before = value_words(pair->before(), fact, before);
+        if (const double was = pair->before().number(before); !std::isnan(was))
+          result.number_before = was;
+      }
   }
   if (what.what != shape::outlier && what.what != shape::halves) return result;
   if (result.number) {
@@ -121,12 +125,20 @@ std::vector<node_value> wording::values_of(const hit_group& group) const {
   return result;
 }
 
-std::string wording::growth_of_peers(const hit& what) const {
-  if (what.peers == 0)
-    return "; more than " + number_words(what.check->what.growth) +
-           " is too much";
-  return "; " + std::to_string(what.peers) + " " + class_word(what) +
-         "peers by " + what.note + " (median)";
+std::string wording::growth_words(const hit& what, const node_value& of) const {
+  std::string result = "grew from " + of.before + " to " + of.value;
+  const double days = pair == nullptr ? 1 : pair->days_between();
+  const bool is_long = days >= least_days_told;
+  if (is_long) result += " in " + number_words(days) + " days";
+  const char* const a_day = is_long ? " a day" : "";
+  if (what.peers > 0)
+    return result + "; " + std::to_string(what.peers) + " " + class_word(what) +
+           "peers by " + what.note + a_day + " (median)";
+  const check_rule& by = what.check->what;
+  result += "; more than " + number_words(by.alone_growth.value_or(by.growth)) +
+            " a day";
+  return result + (by.alone_growth ? " is too much on any node"
+                                   : ", and too few peers to compare with");
 }
 
 std::string wording::odd_words(const hit& what,
@@ -157,6 +169,14 @@ std::string wording::outlier_words(
             class_word(what) + "peers " + reference_of(what);
   if (what.by_effect_only) result += ", which most of them have exactly";
   return result;
+}
+
+std::string wording::tie_words(const hit& what) const {
+  const bool is_parted =
+      !what.groups.empty() && what.groups.front().nodes.size() * 2 > what.peers;
+  return (is_parted ? "two groups of " + class_word(what) + "nodes: "
+                    : "no " + class_word(what) + "majority: ") +
+         what.note;
 }
 
 std::string wording::change_words(const hit& what,
@@ -206,7 +226,7 @@ std::string wording::evidence(const hit_group& group,
     case shape::odd:
       return odd_words(what, distinct_values(values));
     case shape::tie:
-      return "no " + class_word(what) + "majority: " + what.note;
+      return tie_words(what);
     case shape::outlier:
       return outlier_words(what, values);
     case shape::halves:
@@ -226,8 +246,7 @@ std::string wording::evidence(const hit_group& group,
       return "grew on " + nodes + " of " + std::to_string(what.peers) + " " +
              class_word(what) + "nodes, by " + what.note + " (median)";
     case shape::grew:
-      return "grew from " + values.front().before + " to " +
-             values.front().value + growth_of_peers(what);
+      return growth_words(what, values.front());
     case shape::answer:
       return answer_words(group);
   }

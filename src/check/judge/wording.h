@@ -33,7 +33,8 @@ struct wording {
   node_value value_of(const hit& what, std::uint32_t node) const;
   std::string evidence(const hit_group& group,
                        const std::vector<node_value>& values) const;
-  std::string growth_of_peers(const hit& what) const;
+  std::string tie_words(const hit& what) const;
+  std::string growth_words(const hit& what, const node_value& of) const;
   std::string odd_words(const hit& what, const std::string& values) const;
   std::string outlier_words(const hit& what,
                             const std::vector<node_value>& values) const;

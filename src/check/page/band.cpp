@@ -83,6 +83,11 @@ void write_meta(markup& out, const page_view& view) {
       out.raw("No baseline to compare with");
     }
   }
+  if (!view.what.accepted.empty()) {
+    const element item(out, "li");
+    out.leaf("a", {{"href", "#accepted"}},
+             count_text(view.what.accepted.size(), "finding") + " accepted");
+  }
   if (!view.options.program_version.empty())
     out.leaf("li", {}, "zelk-check " + view.options.program_version);
 }

@@ -68,9 +68,14 @@ void cell_paths::add(cell_state state, double x, double y, double width,
   of.fill += 'h';
   append_coordinate(of.fill, -width);
   of.fill += 'z';
+  if (marked) add_mark(state, x, y, width, height);
+}
+
+void cell_paths::add_mark(cell_state state, double x, double y, double width,
+                          double height) {
   const std::string_view mark = look_of(state).mark.text();
-  if (!marked || mark.empty() || width < least_room || height < least_room)
-    return;
+  if (mark.empty() || width < least_room || height < least_room) return;
+  paths& of = states_.at(static_cast<std::size_t>(state));
   append_pair(of.marks, 'M', x + (width - mark_box) / 2,
               y + (height - mark_box) / 2);
   of.marks += mark;

@@ -18,6 +18,9 @@ class cell_paths {
   // for one.
   void add(cell_state state, double x, double y, double width, double height,
            bool marked = true);
+  // The mark alone, of a state that has no colour of its own.
+  void add_mark(cell_state state, double x, double y, double width,
+                double height);
   // Writes the paths and forgets the cells.
   void write(markup& out);
 

@@ -96,10 +96,10 @@ void write_group_value(markup& out, const page_view& view, const difference& of,
     write_value(out, clipped(text, view.limits.text_bytes));
   } else {
     write_marked(out, view, text, of.groups[against].first);
-    const double value = number_of(text).value_or(0);
-    if (!of.unit.empty() && value != 0)
-      out.raw(" ").leaf("span", {{"class", "muted"}}, clipped(of.unit, 20));
   }
+  const std::string_view unit = unit_behind(text, of.unit);
+  if (!unit.empty() && !is_absent(of, group))
+    out.raw(" ").leaf("span", {{"class", "muted"}}, clipped(unit, 20));
 }
 
 void write_fact_name(markup& out, const difference& of) {
@@ -115,7 +115,8 @@ std::string size_words(const std::vector<std::string>& nodes) {
 }
 
 // Two groups: a table of facts, the values side by side.
-void write_pair(markup& out, const page_view& view, const parting& of) {
+void write_pair_rows(markup& out, const page_view& view, const parting& of,
+                     std::size_t from, std::size_t to) {
   const difference& first = *of.facts.front();
   const element box(out, "div", {{"class", "scroll"}});
   const element table(out, "table", {{"class", "list diff"}});
@@ -128,16 +129,30 @@ void write_pair(markup& out, const page_view& view, const parting& of) {
     out.leaf("th", {{"scope", "col"}}, size_words(first.groups[1].second));
   }
   const element body(out, "tbody");
-  for (const difference* one : of.facts) {
+  for (std::size_t i = from; i < to; ++i) {
+    const difference& one = *of.facts[i];
     const element row(out, "tr");
-    write_fact_name(out, *one);
+    write_fact_name(out, one);
     {
       const element cell(out, "td");
-      write_group_value(out, view, *one, 0, 0);
+      write_group_value(out, view, one, 0, 0);
     }
     const element cell(out, "td", {{"class", "odd"}});
-    write_group_value(out, view, *one, 1, 0);
+    write_group_value(out, view, one, 1, 0);
   }
+}
+
+// A card that is gone is sixty facts that are not there: the first say it, the
+// others are there for whoever asks, and not on paper.
+void write_pair(markup& out, const page_view& view, const parting& of) {
+  constexpr std::size_t most = 8;
+  const std::size_t all = of.facts.size();
+  const std::size_t shown = all <= most + 2 ? all : most;
+  write_pair_rows(out, view, of, 0, shown);
+  if (shown == all) return;
+  const element details(out, "details", {{"class", "more"}});
+  out.leaf("summary", {}, count_text(all - shown, "more fact"));
+  write_pair_rows(out, view, of, shown, all);
 }
 
 void write_single_row(markup& out, const page_view& view,

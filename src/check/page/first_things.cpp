@@ -53,8 +53,41 @@ std::string deviation_text(const node_value& one) {
          number_text(*one.delta_percent, 3) + " %";
 }
 
+void write_value_of(markup& out, std::string_view value, const finding& of) {
+  write_value(out, clipped(value, most_value));
+  const std::string_view unit = unit_behind(value, of.unit);
+  if (!unit.empty())
+    out.raw(" ").leaf("span", {{"class", "muted"}}, clipped(unit, 20));
+}
+
+// Which columns have something to say.
+struct value_columns {
+  bool delta = false, before = false;
+};
+
+value_columns columns_of(const finding& of) {
+  value_columns out;
+  for (const node_value& one : of.values) {
+    out.delta = out.delta || one.delta_percent;
+    out.before = out.before || !one.before.empty();
+  }
+  return out;
+}
+
+void write_value_head(markup& out, const value_columns& columns) {
+  if (columns.delta && columns.before)
+    write_table_head(out, "Values",
+                     {"node", "#value", "#from the median", "#before"});
+  else if (columns.delta)
+    write_table_head(out, "Values", {"node", "#value", "#from the median"});
+  else if (columns.before)
+    write_table_head(out, "Values", {"node", "#value", "#before"});
+  else
+    write_table_head(out, "Values", {"node", "#value"});
+}
+
 void write_value_row(markup& out, const page_view& view, const finding& of,
-                     const node_value& one) {
+                     const node_value& one, const value_columns& columns) {
   const element row(out, "tr");
   {
     const element cell(out, "th", {{"scope", "row"}});
@@ -62,17 +95,18 @@ void write_value_row(markup& out, const page_view& view, const finding& of,
   }
   {
     const element cell(out, "td", {{"class", "num"}});
-    write_value(out, clipped(one.value, most_value));
-    if (!of.unit.empty() && !one.value.empty())
-      out.raw(" ").leaf("span", {{"class", "muted"}}, clipped(of.unit, 20));
+    write_value_of(out, one.value, of);
   }
-  out.leaf("td", {{"class", "num"}}, deviation_text(one));
+  if (columns.delta) out.leaf("td", {{"class", "num"}}, deviation_text(one));
+  if (!columns.before) return;
   const element cell(out, "td", {{"class", "num muted"}});
-  if (!one.before.empty()) write_value(out, clipped(one.before, most_value));
+  if (!one.before.empty()) write_value_of(out, one.before, of);
 }
 
-// Values of the nodes, where each has one of its own to tell.
+// Values of the nodes, where each has one of its own to tell. Of a single node
+// the evidence tells it.
 void write_values(markup& out, const page_view& view, const finding& one) {
+  if (one.values.size() < 2) return;
   const bool tells = std::any_of(one.values.begin(), one.values.end(),
                                  [](const node_value& each) {
                                    return each.number && !each.value.empty();
@@ -82,11 +116,11 @@ void write_values(markup& out, const page_view& view, const finding& one) {
   {
     const element box(out, "div", {{"class", "scroll"}});
     const element table(out, "table", {{"class", "values"}});
-    write_table_head(out, "Values",
-                     {"node", "#value", "#from the median", "#before"});
+    const value_columns columns = columns_of(one);
+    write_value_head(out, columns);
     const element body(out, "tbody");
     for (std::size_t i = 0; i < shown; ++i)
-      write_value_row(out, view, one, one.values[i]);
+      write_value_row(out, view, one, one.values[i], columns);
   }
   write_more(out, one.values.size() - shown, "more nodes");
 }
@@ -115,9 +149,21 @@ void write_reference(markup& out, const page_view& view, const finding& one) {
     out.leaf("code", {}, clipped(one.fact, 120));
     out.raw(" \u00b7 ");
   }
-  if (!one.reference.empty()) {
+  // What a fixed rule wants is no peer's, and most evidence names it already.
+  if (one.peers > 0 && !one.reference.empty() &&
+      one.message.find(one.reference) == std::string::npos) {
     out.raw("peers have ").text(clipped(one.reference, 200));
-    if (one.peers > 0) out.text(" (" + count_text(one.peers) + ")");
+    out.text(" (" + count_text(one.peers) + ")").raw(" \u00b7 ");
+  }
+  if (one.values.size() == 1 && !one.values.front().before.empty() &&
+      one.values.front().before != one.values.front().value) {
+    out.raw("before ");
+    write_value_of(out, one.values.front().before, one);
+    out.raw(" \u00b7 ");
+  }
+  if (!one.accepted_nodes.empty()) {
+    out.raw("accepted for ");
+    write_nodes(out, view, one.accepted_nodes);
     out.raw(" \u00b7 ");
   }
   out.text("score " + std::to_string(one.score));
@@ -140,6 +186,7 @@ void write_plot(markup& out, const page_view& view, const finding& one) {
   style.width = 620;
   style.dots_height = 44;
   style.min_effect = view.what.with.min_effect;
+  style.z = view.what.with.z;
   {
     const element box(out, "div", {{"class", "scroll"}});
     write_strip(out, *values, range_of(*values), style);
@@ -221,8 +268,9 @@ void write_all_findings(markup& out, const page_view& view,
                        {"role", "region"},
                        {"aria-labelledby", "all-findings"},
                        {"tabindex", 0}});
-    const element table(out, "table",
-                        {{"class", "list sortable"}, {"data-filter", "rows"}});
+    const element table(
+        out, "table",
+        {{"class", "list sortable stack"}, {"data-filter", "rows"}});
     write_table_head(out, "All findings, the worst first",
                      {"severity", "check", "nodes", "evidence", "state"});
     const element body(out, "tbody");
@@ -234,14 +282,20 @@ void write_all_findings(markup& out, const page_view& view,
 
 std::string lead_of(const page_view& view) {
   const std::size_t all = view.what.findings.size();
+  const std::size_t accepted = view.what.accepted.size();
+  const std::string besides = accepted == 0
+                                  ? ""
+                                  : " What is accepted is not among them: " +
+                                        count_text(accepted, "finding") + ".";
   if (all == 0)
-    return view.what.accepted.empty()
-               ? "Nothing was found."
-               : "Nothing was found but what is accepted.";
+    return accepted == 0 ? "Nothing was found."
+                         : "Nothing was found but what is accepted: " +
+                               count_text(accepted, "finding") + ".";
   if (all <= view.limits.first_things)
-    return count_text(all, "finding") + ", the worst and newest first.";
+    return count_text(all, "finding") + ", the worst and newest first." +
+           besides;
   return "The " + count_text(view.limits.first_things) +
-         " worst and newest of " + count_text(all, "finding") + ".";
+         " worst and newest of " + count_text(all, "finding") + "." + besides;
 }
 
 }  // namespace

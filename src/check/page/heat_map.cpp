@@ -123,12 +123,16 @@ std::string cell_words(const page_view& view, const heat_row& row,
   out += ": ";
   out += look_of(row.cells[first]).word;
   if (first != last) return out;
-  std::string checks;
-  for (const std::uint32_t at : row.findings)
-    if (view.what.findings[at].provider == column_name(view, first) ||
-        (first == 0 && view.what.findings[at].provider.empty()))
-      checks += (checks.empty() ? "" : ", ") + view.what.findings[at].check;
-  return checks.empty() ? out : out + " (" + checks + ')';
+  std::vector<std::string> checks;
+  for (const std::uint32_t at : row.findings) {
+    const finding& one = view.what.findings[at];
+    const bool is_here = one.provider == column_name(view, first) ||
+                         (first == 0 && one.provider.empty());
+    if (is_here &&
+        std::find(checks.begin(), checks.end(), one.check) == checks.end())
+      checks.push_back(one.check);
+  }
+  return checks.empty() ? out : out + " (" + joined_words(checks) + ')';
 }
 
 // What a pointer finds over cells that are not ok.
@@ -172,6 +176,41 @@ std::string row_words(const page_view& view, const heat_row& row) {
   return joined_words(words);
 }
 
+// A dashed line, a dash a cell: most cells are calm, and a shape for each would
+// be most of the page.
+void write_calm_cells(markup& out, const heat_row& row, const grid& cells) {
+  std::string d;
+  const auto continues = [&](std::size_t place) {
+    return place < row.cells.size() && row.cells[place] == cell_state::ok &&
+           cells.x[place] - cells.x[place - 1] < cells.cell + subsystem_gap / 2;
+  };
+  for (std::size_t first = 0; first < row.cells.size();) {
+    std::size_t end = first + 1;
+    if (row.cells[first] == cell_state::ok) {
+      while (continues(end))
+        ++end;
+      d += 'M';
+      append_coordinate(d, cells.x[first]);
+      d += ' ';
+      append_coordinate(d, cell_height / 2);
+      d += 'h';
+      append_coordinate(
+          d, cells.x[end - 1] - cells.x[first] + cells.cell - cell_gap);
+    }
+    first = end;
+  }
+  if (d.empty()) return;
+  std::string dashes;
+  append_coordinate(dashes, cells.cell - cell_gap);
+  dashes += ' ';
+  append_coordinate(dashes, cell_gap);
+  out.empty("path", {{"class", "calm-cells"},
+                     {"stroke", look_of(cell_state::ok).fill.text()},
+                     {"stroke-width", cell_height},
+                     {"stroke-dasharray", dashes},
+                     {"d", d}});
+}
+
 void write_cells(markup& out, const page_view& view, const heat_row& row,
                  const grid& cells) {
   const element svg(out, "svg",
@@ -181,9 +220,15 @@ void write_cells(markup& out, const page_view& view, const heat_row& row,
                      {"height", cell_height},
                      {"role", "img"},
                      {"aria-label", row_words(view, row)}});
+  write_calm_cells(out, row, cells);
   cell_paths paths;
-  for (std::size_t i = 0; i < row.cells.size(); ++i)
-    paths.add(row.cells[i], cells.x[i], 0, cells.cell - cell_gap, cell_height);
+  for (std::size_t i = 0; i < row.cells.size(); ++i) {
+    const double width = cells.cell - cell_gap;
+    if (row.cells[i] == cell_state::not_applicable)
+      paths.add_mark(row.cells[i], cells.x[i], 0, width, cell_height);
+    else if (row.cells[i] != cell_state::ok)
+      paths.add(row.cells[i], cells.x[i], 0, width, cell_height);
+  }
   paths.write(out);
   write_hits(out, view, row, cells);
 }

@@ -36,6 +36,13 @@ std::size_t in_trouble(const verdict_counts& counts) {
   return counts.suspect + counts.unhealthy + counts.unknown;
 }
 
+// Bars of nothing say nothing.
+bool was_never_ill(const std::vector<const history_entry*>& runs) {
+  return std::all_of(runs.begin(), runs.end(), [](const history_entry* one) {
+    return in_trouble(one->counts) == 0;
+  });
+}
+
 std::string run_words(const history_entry& one) {
   return "run " + std::to_string(one.run.number) + ", " +
          text::local_time(one.run.started_usec) + ": " +
@@ -182,6 +189,13 @@ void write_history(markup& out, const page_view& view) {
                  "History shows from three judged runs on; so far there " +
                      std::string(runs == 1 ? "is one." : "are ") +
                      (runs == 1 ? "" : count_text(runs) + "."));
+    return;
+  }
+  if (was_never_ill(runs_of(view.what))) {
+    section_head(out, "h-history", "History",
+                 "In the last " +
+                     count_text(std::min(runs, most_runs), "judged run") +
+                     " every node was healthy.");
     return;
   }
   section_head(out, "h-history", "History",

@@ -50,6 +50,22 @@ std::string provider_text(const judgement& what) {
   return out;
 }
 
+// What a report was judged by can be found again by its hash.
+void write_files(markup& out, const page_options& options) {
+  if (options.file_hashes.empty()) return;
+  out.leaf("h3", {}, "Files");
+  const element box(out, "div", {{"class", "scroll"}});
+  const element table(out, "table", {{"class", "list"}});
+  write_table_head(out, "Files that this was made of", {"file", "hash"});
+  const element body(out, "tbody");
+  for (const auto& [name, hash] : options.file_hashes) {
+    const element row(out, "tr");
+    out.leaf("th", {{"scope", "row"}}, clipped(name, 300));
+    const element cell(out, "td");
+    out.leaf("code", {}, clipped(hash, 100));
+  }
+}
+
 void write_classes(markup& out, const page_view& view) {
   if (view.what.classes.empty()) return;
   out.leaf("h3", {}, "Classes of like nodes");
@@ -84,24 +100,27 @@ void write_how_made(markup& out, const page_view& view) {
                         {{"id", "made"}, {"aria-labelledby", "h-made"}});
   section_head(out, "h-made", "How this was made", "");
   write_classes(out, view);
-  const element list(out, "dl", {{"class", "made"}});
-  write_code(out, "Collected with", what.run.command_line);
-  write_code(out, "Judged with", options.command_line);
-  write_entry(out, "Rule for outliers", rule_text(what.with));
-  write_entry(out, "Only checks", joined(what.with.checks));
-  write_entry(out, "Without checks", joined(what.with.skipped));
-  write_entry(out, "Fixed limits", joined(what.with.limits));
-  write_entry(out, "Check definitions", joined(what.with.definition_files));
-  write_entry(out, "Providers", provider_text(what));
-  write_entry(out, "Configuration", options.configuration);
-  write_entry(out, "Datastore", options.datastore);
-  write_entry(out, "Run", what.run.uuid);
-  write_entry(out, "Host", options.host);
-  write_entry(out, "User", options.user);
-  write_entry(out, "Program", options.program_version);
-  out.leaf("dt", {}, "Judged");
-  const element dd(out, "dd");
-  write_time(out, what.now_usec);
+  {
+    const element list(out, "dl", {{"class", "made"}});
+    write_code(out, "Collected with", what.run.command_line);
+    write_code(out, "Judged with", options.command_line);
+    write_entry(out, "Rule for outliers", rule_text(what.with));
+    write_entry(out, "Only checks", joined(what.with.checks));
+    write_entry(out, "Without checks", joined(what.with.skipped));
+    write_entry(out, "Fixed limits", joined(what.with.limits));
+    write_entry(out, "Check definitions", joined(what.with.definition_files));
+    write_entry(out, "Providers", provider_text(what));
+    write_entry(out, "Configuration", options.configuration);
+    write_entry(out, "Datastore", options.datastore);
+    write_entry(out, "Run", what.run.uuid);
+    write_entry(out, "Host", options.host);
+    write_entry(out, "User", options.user);
+    write_entry(out, "Program", options.program_version);
+    out.leaf("dt", {}, "Judged");
+    const element dd(out, "dd");
+    write_time(out, what.now_usec);
+  }
+  write_files(out, options);
 }
 
 }  // namespace zelk::check::html

@@ -15,27 +15,34 @@ namespace {
 // Squares are drawn in the size in which marks are, and then made smaller: a
 // mark that can hardly be seen still parts two states better than none.
 constexpr double side = 16;
-constexpr double step = 20;
+constexpr double gap = 4;
+constexpr double row_step = side + gap;
+constexpr double number_room = 11;
 
 struct square_size {
   double scale = 1;
   std::size_t columns = 0;  // at most
+  bool numbered = false;    // beside the mark, how many findings
+
+  double width() const { return numbered ? side + number_room : side; }
+  double step() const { return width() + gap; }
 };
 
 // Many nodes get small squares: 10,000 still fit on a screen or two.
 square_size size_for(std::size_t all_nodes) {
-  if (all_nodes <= 600) return {1.1, 44};
-  if (all_nodes <= 2500) return {.8, 64};
-  return {.55, 96};
+  if (all_nodes <= 600) return {1.1, 24, true};
+  if (all_nodes <= 2500) return {.8, 64, false};
+  return {.55, 96, false};
 }
 
 // A third as high as wide, and as even as racks are: whole eights.
-std::size_t columns_for(std::size_t nodes, std::size_t most) {
+std::size_t columns_for(std::size_t nodes, const square_size& size) {
   if (nodes <= 16) return std::max<std::size_t>(1, nodes);
-  const double wanted = std::sqrt(static_cast<double>(nodes) * 3);
+  const double wanted =
+      std::sqrt(static_cast<double>(nodes) * 3 * row_step / size.step());
   const auto eights =
       static_cast<std::size_t>(std::ceil(wanted / 8)) * std::size_t{8};
-  return std::clamp<std::size_t>(eights, 16, most);
+  return std::clamp<std::size_t>(eights, 16, size.columns);
 }
 
 cell_state worst_cell(const node_view& node) {
@@ -77,14 +84,38 @@ struct square {
   double x = 0, y = 0;
 };
 
+// "3"; "9+" of more; "" where there is nothing but for information.
+std::string number_words(const page_view& view, const node_view& node) {
+  const auto count = std::count_if(
+      node.findings.begin(), node.findings.end(), [&](std::uint32_t at) {
+        return at < view.what.findings.size() &&
+               view.what.findings[at].level != severity::informational;
+      });
+  if (count == 0) return "";
+  return count > 9 ? "9+" : std::to_string(count);
+}
+
+void write_number(markup& out, const page_view& view, const node_view& node,
+                  const square& at) {
+  const std::string words = number_words(view, node);
+  if (words.empty()) return;
+  const bool is_dark = square_state(node) == cell_state::crit;
+  out.leaf("text",
+           {{"class", is_dark ? "n-crit" : "n"},
+            {"x", at.x + side + (number_room - 2) / 2},
+            {"y", at.y + 12},
+            {"fill", is_dark ? "#ffffff" : "#14181d"}},
+           words);
+}
+
 void write_trouble(markup& out, const page_view& view, const node_view& node,
-                   const square& at) {
+                   const square& at, double width) {
   const auto mark = [&] {
     const element rect(out, "rect",
                        {{"class", "hit"},
                         {"x", at.x},
                         {"y", at.y},
-                        {"width", side},
+                        {"width", width},
                         {"height", side},
                         {"fill-opacity", 0}});
     out.leaf("title", {}, square_words(view, node));
@@ -97,27 +128,39 @@ void write_trouble(markup& out, const page_view& view, const node_view& node,
 }
 
 void write_grid(markup& out, const page_view& view,
-                const std::vector<std::size_t>& nodes, std::size_t columns,
+                const std::vector<std::size_t>& nodes, const square_size& size,
                 double top) {
+  const std::size_t columns = columns_for(nodes.size(), size);
   cell_paths paths;
   std::vector<std::pair<const node_view*, square>> trouble;
   for (std::size_t i = 0; i < nodes.size(); ++i) {
     const node_view& node = view.what.nodes[nodes[i]];
     const std::size_t row = i / columns;
-    const square at{static_cast<double>(i % columns) * step,
-                    top + static_cast<double>(row) * step};
+    const square at{static_cast<double>(i % columns) * size.step(),
+                    top + static_cast<double>(row) * row_step};
     const cell_state state = square_state(node);
-    paths.add(state, at.x, at.y, side, side);
-    if (state != cell_state::ok) trouble.emplace_back(&node, at);
+    paths.add(state, at.x, at.y, size.width(), side, false);
+    if (state == cell_state::ok) continue;
+    paths.add_mark(state, at.x, at.y, side, side);
+    trouble.emplace_back(&node, at);
   }
   paths.write(out);
+  if (size.numbered && !trouble.empty()) {
+    const element numbers(out, "g",
+                          {{"font-size", 11},
+                           {"font-weight", 700},
+                           {"text-anchor", "middle"},
+                           {"aria-hidden", "true"}});
+    for (const auto& [node, at] : trouble)
+      write_number(out, view, *node, at);
+  }
   for (const auto& [node, at] : trouble)
-    write_trouble(out, view, *node, at);
+    write_trouble(out, view, *node, at, size.width());
 }
 
 double grid_height(std::size_t nodes, std::size_t columns) {
   const std::size_t rows = (nodes + columns - 1) / columns;
-  return static_cast<double>(rows) * step;
+  return static_cast<double>(rows) * row_step;
 }
 
 std::vector<std::string> names_of(const page_view& view,
@@ -126,6 +169,17 @@ std::vector<std::string> names_of(const page_view& view,
   out.reserve(nodes.size());
   for (const std::size_t place : nodes)
     out.push_back(view.what.nodes[place].name);
+  return out;
+}
+
+// The names in the order of the squares, for the script.
+std::string square_names(const page_view& view,
+                         const std::vector<std::size_t>& nodes) {
+  const std::vector<std::string> names = names_of(view, nodes);
+  if (std::is_sorted(nodes.begin(), nodes.end())) return folded(names);
+  std::string out;
+  for (const std::string& name : names)
+    out += (out.empty() ? "" : ",") + name;
   return out;
 }
 
@@ -171,6 +225,11 @@ std::vector<std::pair<std::string, std::vector<std::size_t>>> blocks_of(
     out[found->second].second.push_back(i);
   }
   if (out.size() == 1) out.front().first = "all nodes";
+  for (auto& [name, places_of] : out)
+    std::stable_sort(places_of.begin(), places_of.end(),
+                     [&](std::size_t a, std::size_t b) {
+                       return view.place_of(a) < view.place_of(b);
+                     });
   return out;
 }
 
@@ -178,16 +237,17 @@ void write_squares(markup& out, const page_view& view,
                    const std::vector<std::size_t>& nodes,
                    std::string_view label) {
   const square_size size = size_for(view.what.nodes.size());
-  const std::size_t columns = columns_for(nodes.size(), size.columns);
+  const std::size_t columns = columns_for(nodes.size(), size);
   const element holder(out, "div",
                        {{"class", "squares"},
-                        {"data-n", folded(names_of(view, nodes))},
-                        {"data-step", step},
+                        {"data-n", square_names(view, nodes)},
+                        {"data-step", size.step()},
+                        {"data-row", row_step},
                         {"data-columns", columns}});
-  const picture svg(out, static_cast<double>(columns) * step,
+  const picture svg(out, static_cast<double>(columns) * size.step(),
                     grid_height(nodes.size(), columns), label,
                     block_words(view, label, nodes), size.scale);
-  write_grid(out, view, nodes, columns, 0);
+  write_grid(out, view, nodes, size, 0);
 }
 
 void write_all_squares(markup& out, const page_view& view) {
@@ -197,17 +257,16 @@ void write_all_squares(markup& out, const page_view& view) {
   const auto blocks = blocks_of(view);
   double height = 0;
   for (const auto& [name, nodes] : blocks)
-    height +=
-        label_room + block_gap +
-        grid_height(nodes.size(), columns_for(nodes.size(), size.columns));
-  const picture svg(out, static_cast<double>(size.columns) * step, height,
-                    "All nodes",
+    height += label_room + block_gap +
+              grid_height(nodes.size(), columns_for(nodes.size(), size));
+  const picture svg(out, static_cast<double>(size.columns) * size.step(),
+                    height, "All nodes",
                     "A square for every node, coloured by its worst trouble.");
   double top = 0;
   for (const auto& [name, nodes] : blocks) {
-    const std::size_t columns = columns_for(nodes.size(), size.columns);
+    const std::size_t columns = columns_for(nodes.size(), size);
     write_label(out, 0, top + 16, block_words(view, name, nodes));
-    write_grid(out, view, nodes, columns, top + label_room);
+    write_grid(out, view, nodes, size, top + label_room);
     top += label_room + block_gap + grid_height(nodes.size(), columns);
   }
 }
@@ -217,9 +276,11 @@ void write_node_map(markup& out, const page_view& view) {
                         {{"id", "nodes"}, {"aria-labelledby", "h-nodes"}});
   const auto blocks = blocks_of(view);
   section_head(out, "h-nodes", "All nodes at a glance",
-               blocks.empty() ? "There are no nodes to show."
-                              : "One square is one node, in their order. Is it "
-                                "one rack, one switch, one corner?");
+               blocks.empty()
+                   ? "There are no nodes to show."
+                   : "One square is one node, in their order; a number "
+                     "says how many findings it has. Is it one rack, "
+                     "one switch, one corner?");
   const element group(out, "div", {{"class", "blocks"}});
   for (const auto& [name, nodes] : blocks) {
     const element figure(out, "figure", {{"class", "block"}});

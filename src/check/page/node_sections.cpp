@@ -10,7 +10,8 @@ namespace zelk::check::html {
 
 namespace {
 
-constexpr std::size_t most_odd_values = 60;
+// The others stand under the differences, and `--show node` has them all.
+constexpr std::size_t most_odd_values = 12;
 constexpr std::size_t most_error_lines = 40;
 
 // A value that is not the peers'.
@@ -74,6 +75,17 @@ void write_summary(markup& out, const page_view& view, const node_view& node) {
   if (!checks.empty()) out.raw(" \u00b7 ").text(joined_words(checks));
 }
 
+// What the finding says of this one of its nodes.
+std::string value_on(const finding& of, const std::string& node) {
+  for (const node_value& one : of.values) {
+    if (one.node != node || one.value.empty()) continue;
+    const std::string_view unit = unit_behind(one.value, of.unit);
+    return clipped(one.value, 120) +
+           (unit.empty() ? "" : ' ' + clipped(unit, 20));
+  }
+  return "";
+}
+
 void write_findings(markup& out, const page_view& view, const node_view& node) {
   if (node.findings.empty()) return;
   const element list(out, "ul", {{"class", "plain"}});
@@ -84,7 +96,9 @@ void write_findings(markup& out, const page_view& view, const node_view& node) {
     badge(out, state_of(one.level), name_of(one.level));
     out.raw(" ");
     write_finding_link(out, view, at);
-    out.raw(" ").text(clipped(one.message, 300));
+    out.raw(" ").text(clipped(one.title, 160));
+    const std::string value = value_on(one, node.name);
+    if (!value.empty()) out.raw(": ").leaf("span", {{"class", "value"}}, value);
   }
 }
 

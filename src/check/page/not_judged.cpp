@@ -147,7 +147,7 @@ void write_accepted(markup& out, const page_view& view) {
   if (view.what.accepted.empty()) return;
   const std::size_t shown =
       std::min(view.what.accepted.size(), view.limits.coverage_rows);
-  out.leaf("h3", {}, "Found, and accepted");
+  out.leaf("h3", {{"id", "accepted"}}, "Found, and accepted");
   {
     const element box(out, "div", {{"class", "scroll"}});
     const element table(out, "table", {{"class", "list sortable"}});

@@ -57,9 +57,14 @@ struct page_options {
   // Where the page finds style and script, relative to itself ("report_files");
   // none: inside. Who writes the page writes page_assets() there.
   std::optional<std::string> assets;
+  // The nodes as they stand, rack by rack: the node file's order. The map of
+  // all nodes follows it; empty: natural order.
+  std::vector<std::string> node_order;
   // For "how this was made"; what is empty is left out.
   std::string cluster, host, user, program_version, command_line;
   std::string configuration, datastore;
+  // Files that decided what is judged and how, and the hash of each.
+  std::vector<std::pair<std::string, std::string>> file_hashes;
   // What a copied command needs to speak of the same datastore: "--db FILE".
   std::string same_datastore;
   // The judgement as JSON, for the page to carry; none: it carries none.

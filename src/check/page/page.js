@@ -106,13 +106,14 @@ function ring(squares, query) {
   const before = svg.querySelector('.found');
   if (before) before.remove();
   if (!query) return;
-  const step = +squares.dataset.step, columns = +squares.dataset.columns;
+  const step = +squares.dataset.step, row = +squares.dataset.row,
+    columns = +squares.dataset.columns;
   let d = '';
   names(squares.dataset.n).forEach((name, i) => {
     if (!name.toLowerCase().includes(query)) return;
     const side = step - 4;
-    d += 'M' + i % columns * step + ' ' + Math.floor(i / columns) * step +
-      'h' + side + 'v' + side + 'h-' + side + 'z';
+    d += 'M' + i % columns * step + ' ' + Math.floor(i / columns) * row +
+      'h' + side + 'v' + (row - 4) + 'h-' + side + 'z';
   });
   if (!d) return;
   const path = doc.createElementNS(svg.namespaceURI, 'path');
@@ -223,7 +224,8 @@ function squareName(target, event) {
   const area = svg.getBoundingClientRect(), step = +squares.dataset.step;
   const scale = svg.viewBox.baseVal.width / area.width;
   const x = Math.floor((event.clientX - area.left) * scale / step);
-  const y = Math.floor((event.clientY - area.top) * scale / step);
+  const y = Math.floor((event.clientY - area.top) * scale /
+    +squares.dataset.row);
   if (x < 0 || y < 0 || x >= +squares.dataset.columns) return '';
   return names(squares.dataset.n)[y * +squares.dataset.columns + x] || '';
 }

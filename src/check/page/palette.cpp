@@ -177,6 +177,7 @@ std::string palette_style() {
     append_classes(out, "i-", "stroke", one.key.text());
     append_classes(out, "t-", "color", one.key.text());
   }
+  out += ".n-crit{fill:var(--i-crit)}\n";
   for (const verdict_look& one : verdict_looks) {
     const std::string key(one.key.text());
     append_classes(out, "v-", "fill", key);

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <map>
+#include <set>
 
 #include "src/check/page/figures.h"
 #include "src/check/page/pictures.h"
@@ -16,7 +17,39 @@ struct metric {
   std::string name;
   std::vector<const distribution*> classes;
   bool odd = false;  // some node is far from its peers
+  // Metrics of the same provider in which the same nodes are far: a module that
+  // fails is seen by the module, its channel and the sum of all.
+  std::vector<const metric*> alike;
+  bool is_alike = false;  // it is one of those
+
+  std::size_t outliers() const {
+    std::size_t count = 0;
+    for (const distribution* one : classes)
+      count += one->outliers.size();
+    return count;
+  }
 };
+
+// Who is far, and how it is measured.
+std::string key_of_outliers(const metric& of) {
+  const distribution& first = *of.classes.front();
+  std::string out = first.provider + '\n' + first.option + '\n';
+  for (const distribution* one : of.classes)
+    for (const node_value& each : one->outliers)
+      out += each.node + '\n';
+  return out;
+}
+
+void fold_alike(std::vector<metric>& metrics) {
+  std::map<std::string, metric*> first;
+  for (metric& one : metrics) {
+    if (!one.odd) continue;
+    const auto [found, is_new] = first.emplace(key_of_outliers(one), &one);
+    if (is_new) continue;
+    one.is_alike = true;
+    found->second->alike.push_back(&one);
+  }
+}
 
 std::vector<metric> metrics_of(const judgement& what) {
   std::vector<metric> out;
@@ -24,13 +57,38 @@ std::vector<metric> metrics_of(const judgement& what) {
   for (const distribution& one : what.distributions) {
     const std::string key = one.fact + '\n' + one.provider + '\n' + one.option;
     const auto [found, is_new] = places.emplace(key, out.size());
-    if (is_new) out.push_back({one.fact, {}, false});
+    if (is_new) out.push_back({one.fact, {}, false, {}, false});
     metric& of = out[found->second];
     of.classes.push_back(&one);
     of.odd = of.odd || !one.outliers.empty();
   }
   std::stable_partition(out.begin(), out.end(),
                         [](const metric& one) { return one.odd; });
+  fold_alike(out);
+  return out;
+}
+
+// Without trouble, some pictures still show what is normal here: the first of
+// each provider that says which way is better.
+constexpr std::size_t most_samples = 4;
+
+std::vector<const metric*> pictured(const std::vector<metric>& metrics,
+                                    std::size_t most) {
+  std::vector<const metric*> out;
+  std::set<std::string_view> providers;
+  std::size_t samples = 0;
+  for (const metric& one : metrics) {
+    if (out.size() == most) break;
+    const distribution& first = *one.classes.front();
+    if (one.odd && !one.is_alike) {
+      out.push_back(&one);
+    } else if (!one.odd && samples < most_samples &&
+               first.direction != facts::better::none &&
+               providers.insert(first.provider).second) {
+      out.push_back(&one);
+      ++samples;
+    }
+  }
   return out;
 }
 
@@ -64,6 +122,12 @@ void write_metric_head(markup& out, const metric& of) {
     out.raw(" \u00b7 ").text(clipped(first.option, 60));
   const std::string_view direction = direction_text(first.direction);
   if (!direction.empty()) out.raw(" \u00b7 ").text(direction);
+  if (first.members > 1)
+    out.text(" \u00b7 of each node the worst of " + count_text(first.members));
+}
+
+std::string signed_percent(double value) {
+  return (value > 0 ? "+" : "") + number_text(value, 3) + " %";
 }
 
 std::string caption_of(const distribution& one) {
@@ -75,8 +139,18 @@ std::string caption_of(const distribution& one) {
          quantity_text(one.mad, one.unit);
 }
 
-std::string signed_percent(double value) {
-  return (value > 0 ? "+" : "") + number_text(value, 3) + " %";
+// A single outlier needs no table.
+void write_caption(markup& out, const page_view& view, const distribution& of,
+                   bool names_outlier) {
+  const element caption(out, "figcaption");
+  out.text(caption_of(of));
+  if (!names_outlier || of.outliers.empty()) return;
+  const node_value& one = of.outliers.front();
+  out.raw(" \u00b7 ");
+  write_node(out, view, one.node);
+  if (one.number) out.text(' ' + quantity_text(*one.number, of.unit));
+  if (one.delta_percent)
+    out.text(" (" + signed_percent(*one.delta_percent) + ')');
 }
 
 void write_outlier_row(markup& out, const page_view& view,
@@ -100,7 +174,7 @@ void write_outlier_row(markup& out, const page_view& view,
 
 // Of all classes: the pictures stand together, and so do the numbers.
 void write_outliers(markup& out, const page_view& view, const metric& of) {
-  if (!of.odd) return;
+  if (of.outliers() < 2) return;
   std::size_t left_out = 0;
   {
     const element box(out, "div", {{"class", "scroll"}});
@@ -121,33 +195,56 @@ void write_outliers(markup& out, const page_view& view, const metric& of) {
 }
 
 // Of the metric with its classes: they are compared on one scale.
-scale_range common_range(const metric& of) {
+// Not where one class lies so far from another that each would be a point.
+std::optional<scale_range> common_range(const metric& of) {
+  constexpr double most_apart = 6;
+  double widest = 0;
   scale_range range = range_of(*of.classes.front());
   for (const distribution* one : of.classes) {
     const scale_range each = range_of(*one);
+    widest = std::max(widest, each.high - each.low);
     range.include(each.low);
     range.include(each.high);
   }
+  if (range.high - range.low > most_apart * widest) return std::nullopt;
   return range;
+}
+
+void write_alike(markup& out, const metric& of) {
+  if (of.alike.empty()) return;
+  constexpr std::size_t most = 6;
+  const element p(out, "p", {{"class", "muted"}});
+  out.raw("The same nodes are far in ");
+  for (std::size_t i = 0; i < of.alike.size() && i < most; ++i) {
+    if (i > 0) out.raw(", ");
+    out.leaf("code", {}, clipped(of.alike[i]->name, 120));
+  }
+  if (of.alike.size() > most)
+    out.text(" and " + count_text(of.alike.size() - most) + " more");
 }
 
 void write_metric(markup& out, const page_view& view, const metric& of) {
   const element article(out, "article", {{"class", "metric"}});
   write_metric_head(out, of);
-  const scale_range range = common_range(of);
+  const std::optional<scale_range> range = common_range(of);
   for (const distribution* one : of.classes) {
+    // Two dots are no picture of what is usual.
+    if (one->outliers.empty() && one->values.size() < 3) continue;
     const element figure(out, "figure");
-    out.leaf("figcaption", {}, caption_of(*one));
+    write_caption(out, view, *one, of.outliers() == 1);
     strip_style style;
     style.width = 1000;
     style.min_effect = view.what.with.min_effect;
+    style.z = view.what.with.z;
     style.names = !one->outliers.empty();
+    if (one->outliers.empty()) style.dots_height = 30;
     {
       const element box(out, "div", {{"class", "scroll"}});
-      write_strip(out, *one, range, style);
+      write_strip(out, *one, range.value_or(range_of(*one)), style);
     }
   }
   write_outliers(out, view, of);
+  write_alike(out, of);
 }
 
 void write_quiet_row(markup& out, const distribution& one) {
@@ -175,18 +272,21 @@ void write_quiet_row(markup& out, const distribution& one) {
 }
 
 void write_quiet(markup& out, const page_view& view,
-                 const std::vector<metric>& metrics, std::size_t first) {
+                 const std::vector<metric>& metrics,
+                 const std::vector<const metric*>& shown_above) {
   std::vector<const distribution*> rows;
-  for (std::size_t i = first; i < metrics.size(); ++i)
-    rows.insert(rows.end(), metrics[i].classes.begin(),
-                metrics[i].classes.end());
+  std::size_t count = 0;
+  for (const metric& one : metrics) {
+    if (std::find(shown_above.begin(), shown_above.end(), &one) !=
+        shown_above.end())
+      continue;
+    ++count;
+    rows.insert(rows.end(), one.classes.begin(), one.classes.end());
+  }
   if (rows.empty()) return;
   const std::size_t shown = std::min(rows.size(), view.limits.quiet_metrics);
   const element details(out, "details", {{"class", "more"}});
-  out.leaf(
-      "summary", {},
-      "All other metrics: " + count_text(metrics.size() - first, "metric") +
-          (metrics[first].odd ? "" : " without outliers"));
+  out.leaf("summary", {}, "All other metrics: " + count_text(count, "metric"));
   {
     const element box(out, "div", {{"class", "scroll"}});
     const element table(out, "table", {{"class", "list sortable"}});
@@ -197,7 +297,36 @@ void write_quiet(markup& out, const page_view& view,
     for (std::size_t i = 0; i < shown; ++i)
       write_quiet_row(out, *rows[i]);
   }
-  write_more(out, rows.size() - shown, "more are left out here");
+  write_more(out, rows.size() - shown + view.what.distributions_left_out,
+             "more are left out here");
+}
+
+// Whether `fact` is one of a family: "cpu3.noise" of "cpu*.noise".
+bool is_member(std::string_view family, std::string_view fact) {
+  std::size_t at = 0;
+  for (const char c : family) {
+    if (c != '*') {
+      if (at == fact.size() || fact[at] != c) return false;
+      ++at;
+      continue;
+    }
+    const std::size_t start = at;
+    while (at < fact.size() && fact[at] >= '0' && fact[at] <= '9')
+      ++at;
+    if (at == start) return false;
+  }
+  return at == fact.size();
+}
+
+// The metric of that name, else the family that it is one of.
+const metric* metric_named(const std::vector<metric>& metrics,
+                           std::string_view fact) {
+  for (const metric& one : metrics)
+    if (one.name == fact) return &one;
+  for (const metric& one : metrics)
+    if (one.classes.front()->members > 1 && is_member(one.name, fact))
+      return &one;
+  return nullptr;
 }
 
 }  // namespace
@@ -205,19 +334,18 @@ void write_quiet(markup& out, const page_view& view,
 bool write_metric_figure(markup& out, const page_view& view,
                          std::string_view fact) {
   const std::vector<metric> metrics = metrics_of(view.what);
-  const auto found =
-      std::find_if(metrics.begin(), metrics.end(),
-                   [&](const metric& one) { return one.name == fact; });
-  if (found == metrics.end()) return false;
+  const metric* found = metric_named(metrics, fact);
+  if (found == nullptr) return false;
   constexpr double width = 1000;
   constexpr double height = 120;
-  const picture svg(out, width,
-                    height * static_cast<double>(found->classes.size()),
-                    clipped(fact, 120), "A row is a class, a dot is a node.");
-  const scale_range range = common_range(*found);
+  const picture svg(
+      out, width, height * static_cast<double>(found->classes.size()),
+      clipped(found->name, 120), "A row is a class, a dot is a node.");
+  const std::optional<scale_range> range = common_range(*found);
   strip_style style;
   style.width = width;
   style.min_effect = view.what.with.min_effect;
+  style.z = view.what.with.z;
   double top = 0;
   for (const distribution* one : found->classes) {
     std::string place = "translate(0 ";
@@ -226,7 +354,7 @@ bool write_metric_figure(markup& out, const page_view& view,
     const element group(out, "g", {{"transform", place}});
     write_label(out, 14, 14, caption_of(*one));
     const element lower(out, "g", {{"transform", "translate(0 20)"}});
-    write_strip(out, *one, range, style);
+    write_strip(out, *one, range.value_or(range_of(*one)), style);
     top += height;
   }
   return true;
@@ -248,13 +376,10 @@ void write_performance(markup& out, const page_view& view) {
                          count_text(metrics.size(), "metric") +
                          " a node is far from its peers. A dot is a node, the "
                          "line is the median, a diamond is an outlier.");
-  // Without trouble, some pictures still show what is normal here.
-  constexpr std::size_t samples = 3;
-  const std::size_t pictures =
-      std::min({metrics.size(), view.limits.strip_plots,
-                std::max<std::size_t>(odd, samples)});
-  for (std::size_t i = 0; i < pictures; ++i)
-    write_metric(out, view, metrics[i]);
+  const std::vector<const metric*> pictures =
+      pictured(metrics, view.limits.strip_plots);
+  for (const metric* one : pictures)
+    write_metric(out, view, *one);
   write_quiet(out, view, metrics, pictures);
 }
 

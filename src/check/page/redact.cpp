@@ -332,6 +332,10 @@ void redact(judgement& what, page_options& options) {
         &options.command_line, &options.configuration, &options.datastore,
         &options.same_datastore})
     *text = names->name(*text);
+  for (std::string& node : options.node_order)
+    node = names->name(node);
+  for (auto& [file, hash] : options.file_hashes)
+    file = names->name(file);
   if (!options.error_output) return;
   auto back = std::make_shared<text_map>();
   for (const auto& [name, instead] : names->all())

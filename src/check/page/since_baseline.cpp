@@ -21,6 +21,7 @@ struct move {
 };
 
 constexpr std::size_t most_moves = 12;
+constexpr std::size_t most_named = 200;  // findings of one state
 
 // The metrics of findings that moved most, one a fact and node.
 std::vector<move> moves_of(const judgement& what) {
@@ -119,20 +120,15 @@ void write_moves(markup& out, const judgement& what) {
            "than 100 % ends at the edge.");
 }
 
-void write_line_of(markup& out, const page_view& view, const finding& one,
-                   std::optional<std::uint32_t> place) {
+void write_line_of(markup& out, const page_view& view, const finding& one) {
   const element row(out, "tr");
   {
     const element cell(out, "td");
-    badge(out, place ? state_of(one.level) : cell_state::accepted,
-          place ? name_of(one.level) : "fixed");
+    badge(out, cell_state::accepted, "fixed");
   }
   {
     const element cell(out, "th", {{"scope", "row"}});
-    if (place)
-      write_finding_link(out, view, *place);
-    else
-      out.leaf("span", {{"class", "check"}}, clipped(one.check, 80));
+    out.leaf("span", {{"class", "check"}}, clipped(one.check, 80));
   }
   {
     const element cell(out, "td");
@@ -142,30 +138,54 @@ void write_line_of(markup& out, const page_view& view, const finding& one,
            clipped(one.message, view.limits.text_bytes));
 }
 
+// "3 nodes", or the one.
+std::string who(const finding& one) {
+  return one.nodes.size() == 1 ? clipped(one.nodes.front(), 60)
+                               : count_text(one.nodes.size(), "node");
+}
+
+// The evidence stands with the findings; here only which they are.
 void write_group(markup& out, const page_view& view, std::string_view heading,
                  finding_state state) {
-  const std::vector<finding>& all =
-      state == finding_state::fixed ? view.what.fixed : view.what.findings;
-  const auto is_one = [&](const finding& one) {
-    return state == finding_state::fixed || one.state == state;
-  };
-  const auto count =
-      static_cast<std::size_t>(std::count_if(all.begin(), all.end(), is_one));
+  const std::vector<finding>& all = view.what.findings;
+  const auto count = static_cast<std::size_t>(
+      std::count_if(all.begin(), all.end(),
+                    [&](const finding& one) { return one.state == state; }));
+  if (count == 0 && state != finding_state::fresh) return;
   out.leaf("h3", {}, std::string(heading) + ": " + count_text(count));
   if (count == 0) return;
-  std::size_t left = view.limits.finding_rows;
-  const element box(out, "div", {{"class", "scroll"}});
-  const element table(out, "table", {{"class", "list"}});
-  write_table_head(out, heading, {"severity", "check", "nodes", "evidence"});
-  const element body(out, "tbody");
-  for (std::size_t i = 0; i < all.size() && left > 0; ++i) {
-    if (!is_one(all[i])) continue;
-    --left;
-    write_line_of(out, view, all[i],
-                  state == finding_state::fixed
-                      ? std::nullopt
-                      : std::optional(static_cast<std::uint32_t>(i)));
+  std::size_t shown = 0;
+  const element list(out, "ul", {{"class", "brief"}});
+  for (std::uint32_t i = 0; i < all.size(); ++i) {
+    if (all[i].state != state) continue;
+    if (++shown > most_named) break;
+    const element item(out, "li", {{"data-n", folded(all[i].nodes)}});
+    icon(out, state_of(all[i].level));
+    out.raw(" ");
+    write_finding_link(out, view, i);
+    out.raw(" ").leaf("span", {{"class", "muted"}}, who(all[i]));
   }
+  if (count > most_named) {
+    const element item(out, "li");
+    out.text("and " + count_text(count - most_named) + " more");
+  }
+}
+
+// They are told nowhere else.
+void write_fixed(markup& out, const page_view& view) {
+  const std::vector<finding>& all = view.what.fixed;
+  if (all.empty()) return;
+  out.leaf("h3", {}, "Fixed: " + count_text(all.size()));
+  const std::size_t shown = std::min(all.size(), view.limits.finding_rows);
+  {
+    const element box(out, "div", {{"class", "scroll"}});
+    const element table(out, "table", {{"class", "list"}});
+    write_table_head(out, "Fixed", {"severity", "check", "nodes", "evidence"});
+    const element body(out, "tbody");
+    for (std::size_t i = 0; i < shown; ++i)
+      write_line_of(out, view, all[i]);
+  }
+  write_more(out, all.size() - shown, "more are left out here");
 }
 
 void write_membership(markup& out, const page_view& view,
@@ -196,7 +216,7 @@ void write_since_baseline(markup& out, const page_view& view) {
       "Compared with run " + std::to_string(view.what.baseline->number) + ".");
   write_group(out, view, "New", finding_state::fresh);
   write_group(out, view, "Changed", finding_state::changed);
-  write_group(out, view, "Fixed", finding_state::fixed);
+  write_fixed(out, view);
   write_group(out, view, "Unchanged", finding_state::unchanged);
   write_membership(out, view, "Joined:", view.what.joined);
   write_membership(out, view, "Left:", view.what.left);

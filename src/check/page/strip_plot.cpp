@@ -172,7 +172,12 @@ void shade(markup& out, const frame& place, double from, double to) {
 // Where a value is bad: beyond the least effect, on the sides that are.
 void write_shades(markup& out, const distribution& of, const frame& place) {
   if (place.style.min_effect <= 0) return;
-  const double away = std::fabs(of.median) * place.style.min_effect / 100;
+  constexpr double mad_per_sigma = 0.6745;
+  const double away =
+      std::max(std::fabs(of.median) * place.style.min_effect / 100,
+               place.style.z * of.mad / mad_per_sigma);
+  // Of counts that are 0 everywhere no distance says what is too far.
+  if (!(away > 0)) return;
   if (of.direction != facts::better::lower)
     shade(out, place, place.range.low, of.median - away);
   if (of.direction != facts::better::higher)
@@ -311,10 +316,25 @@ void write_spark(markup& out, const distribution& of) {
                      {"height", height},
                      {"aria-hidden", "true"}});
   if (of.values.empty()) return;
-  out.empty("path", {{"class", "bars"},
-                     {"fill", "#5f7f96"},
-                     {"d", bars(binned(of, range_of(of), 24), 0, width, height,
-                                height - 1)}});
+  // Lines instead of shapes: there are hundreds of these on a page.
+  constexpr std::size_t bins = 20;
+  constexpr double step = width / bins;
+  const std::vector<std::size_t> counts = binned(of, range_of(of), bins);
+  const auto most = static_cast<double>(std::max<std::size_t>(
+      1, *std::max_element(counts.begin(), counts.end())));
+  std::string d;
+  for (std::size_t bin = 0; bin < bins; ++bin) {
+    if (counts[bin] == 0) continue;
+    const double bar = std::max(
+        1.0, std::round(static_cast<double>(counts[bin]) / most * height));
+    std::string rest = "v";
+    append_coordinate(rest, -bar);
+    append_move(d, (static_cast<double>(bin) + .5) * step, height, rest);
+  }
+  out.empty("path", {{"class", "dots"},
+                     {"stroke", "#5f7f96"},
+                     {"stroke-width", step - 1},
+                     {"d", d}});
 }
 
 }  // namespace zelk::check::html

@@ -30,8 +30,10 @@ struct strip_style {
   double width = 720;
   double dots_height = 48;
   bool axis = true;
-  bool names = true;      // of outliers
-  double min_effect = 0;  // percent; the bad side beyond it is shaded
+  bool names = true;  // of outliers
+  // Where an outlier begins; the bad side beyond it is shaded.
+  double min_effect = 0;  // percent
+  double z = 0;           // robust
 };
 
 void write_strip(markup& out, const distribution& of, const scale_range& range,

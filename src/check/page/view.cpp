@@ -66,6 +66,7 @@ page_view::page_view(const judgement& judged, const page_options& chosen,
   order_columns();
   name_findings();
   choose_sections();
+  place_nodes();
 }
 
 void page_view::order_columns() {
@@ -112,6 +113,17 @@ void page_view::choose_sections() {
     if (what.nodes[i].what != verdict::healthy) continue;
     sections_[i] = true;
     --left;
+  }
+}
+
+void page_view::place_nodes() {
+  if (options.node_order.empty()) return;
+  std::unordered_map<std::string_view, std::size_t> wanted;
+  for (const std::string& name : options.node_order)
+    wanted.emplace(name, wanted.size());
+  for (std::size_t i = 0; i < what.nodes.size(); ++i) {
+    const auto found = wanted.find(what.nodes[i].name);
+    order_.push_back(found == wanted.end() ? wanted.size() + i : found->second);
   }
 }
 

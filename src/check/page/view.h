@@ -26,7 +26,7 @@ struct page_limits {
   std::size_t heat_rows = 400;
   bool full_map = true;  // a line a node, in the heat map
   std::size_t strip_plots = 60;
-  std::size_t quiet_metrics = 600;  // one table row each
+  std::size_t quiet_metrics = 120;  // one table row each
   std::size_t differences = 400;
   std::size_t value_groups = 20;  // of one difference
   std::size_t coverage_rows = 300;
@@ -56,6 +56,11 @@ class page_view {
 
   // The node of that name, or null.
   const node_view* node(const std::string& name) const;
+  // Where a node stands among all, by its place in judgement::nodes: in the
+  // node file's order, those that it has not behind.
+  std::size_t place_of(std::size_t node) const {
+    return order_.empty() ? node : order_[node];
+  }
   // Whether a node has a section of its own on the page.
   bool has_section(const node_view& one) const;
   // "#..." of the finding, by its place in judgement::findings.
@@ -69,12 +74,14 @@ class page_view {
   void order_columns();
   void name_findings();
   void choose_sections();
+  void place_nodes();
 
   std::vector<std::size_t> columns_;
   std::vector<std::string_view> subsystems_;
   std::vector<std::string> anchors_;
   std::unordered_map<std::string_view, std::size_t> places_;
-  std::vector<bool> sections_;  // by node
+  std::vector<bool> sections_;      // by node
+  std::vector<std::size_t> order_;  // by node; empty: as they are
 };
 
 // Folded as cluster tools read it: "node[013,088]".

@@ -104,7 +104,20 @@ unit_scale scale_for(double largest, std::string_view unit) {
       return stepped(size, factor,
                      static_cast<std::size_t>(found - units->begin()), *units);
   }
-  return {1, std::string(unit)};
+  constexpr double seconds_per_hour = 3600;
+  constexpr double seconds_per_day = 24 * seconds_per_hour;
+  if (unit == "s" && size >= 2 * seconds_per_day) return {seconds_per_day, "d"};
+  if (unit == "s" && size >= 2 * seconds_per_hour)
+    return {seconds_per_hour, "h"};
+  return {1, std::string(shown_unit(unit))};
+}
+
+std::string_view shown_unit(std::string_view unit) {
+  return unit == "count" ? std::string_view() : unit;
+}
+
+std::string_view unit_behind(std::string_view value, std::string_view unit) {
+  return number_of(value) ? shown_unit(unit) : std::string_view();
 }
 
 std::string quantity_text(double value, std::string_view unit) {

@@ -33,6 +33,11 @@ struct unit_scale {
 };
 unit_scale scale_for(double largest, std::string_view unit);
 
+// The unit as it stands behind a number: nobody says "9 count".
+std::string_view shown_unit(std::string_view unit);
+// Behind a value in words that may have its unit already: "" then.
+std::string_view unit_behind(std::string_view value, std::string_view unit);
+
 // "203.4 GB/s", "256 GiB" of 268435456 KiB; with no unit the number alone.
 std::string quantity_text(double value, std::string_view unit);
 

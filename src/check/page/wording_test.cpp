@@ -33,12 +33,24 @@ TEST(number_text, is_as_people_write_numbers) {
   EXPECT_EQ(number_text(std::numeric_limits<double>::infinity()), "no number");
 }
 
+TEST(unit_behind, is_left_out_where_the_value_has_one) {
+  EXPECT_EQ(unit_behind("12", "KiB"), "KiB");
+  EXPECT_EQ(unit_behind("12 KiB", "KiB"), "");
+  EXPECT_EQ(unit_behind("none", "KiB"), "");
+  EXPECT_EQ(unit_behind("", "KiB"), "");
+  EXPECT_EQ(unit_behind("9", "count"), "");
+}
+
 TEST(quantity_text, steps_to_units_that_people_know) {
   EXPECT_EQ(quantity_text(268435456, "KiB"), "256 GiB");
   EXPECT_EQ(quantity_text(512, "B"), "512 B");
   EXPECT_EQ(quantity_text(2.6e9, "Hz"), "2.6 GHz");
   EXPECT_EQ(quantity_text(203.4, "GB/s"), "203.4 GB/s");
   EXPECT_EQ(quantity_text(4, ""), "4");
+  EXPECT_EQ(quantity_text(4, "count"), "4");
+  EXPECT_EQ(quantity_text(7199, "s"), "7,199 s");
+  EXPECT_EQ(quantity_text(7200, "s"), "2 h");
+  EXPECT_EQ(quantity_text(2939673, "s"), "34.02 d");
 }
 
 TEST(number_of, takes_whole_texts_only) {

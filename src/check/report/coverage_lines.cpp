@@ -83,26 +83,47 @@ void write_changes(const judgement& judged, const report_options& options,
   if (changes.empty() ||
       2 * changes.front()->nodes.size() < judged.nodes.size())
     return;
-  out << "   a change on every node is usually intended:  zelk-db accept "
-      << shell_word(excerpt_of(changes.front()->check, most_word))
-      << (options.same_datastore.empty() ? "" : " " + options.same_datastore)
-      << " --reason TEXT\n";
+  out << "   if that was intended, make this run the baseline:  zelk-db "
+      << (options.same_datastore.empty() ? "" : options.same_datastore + " ")
+      << "baseline set " << judged.run.number << '\n';
 }
 
+bool is_asked(const coverage_group& group) {
+  return group.what != answer::not_applicable &&
+         group.what != answer::not_expected;
+}
+
+// What a node does not have is not stale, however old its answer is.
+bool is_stale(const coverage_group& group) {
+  return group.stale && is_asked(group);
+}
+
+bool is_a_gap(const coverage_group& group) {
+  return is_asked(group) && (group.stale || group.what != answer::ok);
+}
+
+// The check that tells of such gaps.
+std::string_view check_of(const coverage_group& group) {
+  return group.stale ? "stale" : name_of(group.what);
+}
+
+bool holds_all(const std::vector<std::string>& all,
+               const std::vector<std::string>& some) {
+  const std::unordered_set<std::string_view> known(all.begin(), all.end());
+  return std::all_of(some.begin(), some.end(), [&](const std::string& each) {
+    return known.contains(each);
+  });
+}
+
+// A finding folds the providers that are missing on the same nodes: it names
+// the first, and these are all of them.
 bool is_told_by_a_finding(const judgement& judged,
                           const coverage_group& group) {
   return std::any_of(judged.findings.begin(), judged.findings.end(),
                      [&group](const finding& found) {
-                       return is_gap(found) &&
-                              found.provider == group.provider &&
-                              found.nodes == group.nodes;
+                       return is_gap(found) && found.check == check_of(group) &&
+                              holds_all(found.nodes, group.nodes);
                      });
-}
-
-bool is_a_gap(const coverage_group& group) {
-  return group.stale ||
-         (group.what != answer::ok && group.what != answer::not_applicable &&
-          group.what != answer::not_expected);
 }
 
 std::string name_of_provider(const std::string& provider,
@@ -128,6 +149,39 @@ std::vector<std::string> names_of(const judgement& judged,
   for (const std::uint32_t index : nodes)
     if (index < judged.nodes.size()) names.push_back(judged.nodes[index].name);
   return names;
+}
+
+// Providers that gave nothing on the same nodes for the same reason are one
+// row. Age is told once, whatever each would say of itself.
+using gap_key = std::tuple<std::string, std::string, std::vector<std::string>>;
+
+std::string providers_text(const std::vector<std::string>& providers) {
+  constexpr std::size_t most = 3;
+  std::string text;
+  for (std::size_t i = 0; i < std::min(providers.size(), most); ++i)
+    text += (i == 0 ? "" : ", ") + excerpt_of(providers[i], most_word);
+  if (providers.size() > most)
+    text += fmt::format(" and {} more", providers.size() - most);
+  return text;
+}
+
+void add_gap_rows(const judgement& judged, std::vector<report_row>& rows) {
+  std::vector<gap_key> order;
+  std::map<gap_key, std::vector<std::string>> providers;
+  for (const coverage_group& group : judged.coverage) {
+    if (!is_a_gap(group) || is_told_by_a_finding(judged, group)) continue;
+    gap_key key(group.stale ? "stale" : words_for(group.what),
+                group.stale ? "" : group.reason, group.nodes);
+    const auto [known, is_first] = providers.try_emplace(key);
+    if (is_first) order.push_back(std::move(key));
+    if (!group.provider.empty())
+      known->second.push_back(name_of_provider(group.provider, group.option));
+  }
+  for (const gap_key& key : order) {
+    const auto& [name, reason, nodes] = key;
+    rows.push_back(
+        gap_row(name, nodes, providers_text(providers[key]), reason));
+  }
 }
 
 // Facts that the same nodes could not be read for the same reason are one row.
@@ -172,15 +226,7 @@ void add_unknown_row(const judgement& judged, std::vector<report_row>& rows) {
 }
 
 report_row accepted_row(const finding& found) {
-  report_row row = gap_row("accepted", found.nodes, found.check,
-                           found.accepted ? found.accepted->reason : "");
-  if (!found.accepted) return row;
-  if (!found.accepted->who.empty())
-    row.message += ", " + excerpt_of(found.accepted->who, most_word);
-  if (found.accepted->until_usec != 0)
-    row.message +=
-        ", until " + text::local_time(found.accepted->until_usec).substr(0, 10);
-  return row;
+  return gap_row("accepted", found.nodes, found.check, acceptance_words(found));
 }
 
 }  // namespace
@@ -204,7 +250,7 @@ std::size_t count_of(const judgement& judged, answer what) {
 std::size_t stale_count(const judgement& judged) {
   std::size_t count = 0;
   for (const coverage_group& group : judged.coverage)
-    if (group.stale) count += group.nodes.size();
+    if (is_stale(group)) count += group.nodes.size();
   return count;
 }
 
@@ -250,11 +296,7 @@ std::string not_judged_text(const judgement& judged) {
 std::vector<report_row> not_judged_rows(const judgement& judged) {
   std::vector<report_row> rows;
   add_unknown_row(judged, rows);
-  for (const coverage_group& group : judged.coverage)
-    if (is_a_gap(group) && !is_told_by_a_finding(judged, group))
-      rows.push_back(gap_row(
-          group.stale ? "stale" : words_for(group.what), group.nodes,
-          name_of_provider(group.provider, group.option), group.reason));
+  add_gap_rows(judged, rows);
   add_unread_rows(judged, rows);
   for (const class_view& group : judged.classes)
     if (!group.comparable)

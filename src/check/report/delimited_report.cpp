@@ -24,10 +24,11 @@ constexpr std::size_t most_field = 4096;  // characters
 
 const std::vector<std::string>& heads() {
   static const std::vector<std::string> all = {
-      "run",       "check",     "severity", "score",  "state", "class",
-      "node",      "provider",  "option",   "fact",   "value", "unit",
-      "before",    "reference", "peers",    "median", "mad",   "z",
-      "delta_pct", "since_run", "message"};
+      "run",     "check",       "severity",    "score",     "state",
+      "class",   "node",        "provider",    "option",    "fact",
+      "value",   "unit",        "before",      "reference", "peers",
+      "median",  "mad",         "z",           "delta_pct", "since_run",
+      "message", "value_words", "before_words"};
   return all;
 }
 
@@ -37,6 +38,13 @@ std::string number_field(const std::optional<double>& value) {
 
 std::string text_field(const std::string& text) {
   return excerpt_of(text, most_field);
+}
+
+// In the unit that stands beside it, or words where there is no number.
+std::string value_field(const std::optional<double>& number,
+                        const std::string& words) {
+  const std::string field = number_field(number);
+  return field.empty() ? text_field(words) : field;
 }
 
 // Fields that are the same for all nodes of a finding are made once.
@@ -63,7 +71,9 @@ class record_maker {
                "",
                "",
                found.since ? fmt::format("{}", found.since->number) : "",
-               text_field(found.message)};
+               text_field(found.message),
+               "",
+               ""};
     for (const node_value& value : found.values)
       values_[value.node] = &value;
   }
@@ -72,10 +82,15 @@ class record_maker {
     fields_[6] = text_field(node);
     const auto value = values_.find(node);
     const bool known = value != values_.end();
-    fields_[10] = known ? text_field(value->second->value) : "";
-    fields_[12] = known ? text_field(value->second->before) : "";
+    fields_[10] =
+        known ? value_field(value->second->number, value->second->value) : "";
+    fields_[12] =
+        known ? value_field(value->second->number_before, value->second->before)
+              : "";
     fields_[17] = known ? number_field(value->second->z) : "";
     fields_[18] = known ? number_field(value->second->delta_percent) : "";
+    fields_[21] = known ? text_field(value->second->value) : "";
+    fields_[22] = known ? text_field(value->second->before) : "";
     return fields_;
   }
 

@@ -9,7 +9,7 @@
 namespace zelk::check {
 namespace {
 
-constexpr std::size_t columns = 21;
+constexpr std::size_t columns = 23;
 
 report_options with_header() {
   report_options options;
@@ -28,6 +28,20 @@ std::vector<std::string> read_back(const std::string& csv) {
   return lines_of(ended.output);
 }
 
+// Who adds up a column needs numbers that agree with the unit beside them.
+TEST(plain_report, has_numbers_beside_their_unit_and_words_apart) {
+  judgement judged = example_judgement();
+  finding& found = judged.findings[1];  // mem-size
+  found.unit = "KiB";
+  found.values.front().number = 234881024;
+  found.values.front().number_before = 268435456;
+  found.values.front().value = "224 GiB";
+  found.values.front().before = "256 GiB";
+  const std::string text = report_of(judged, report_form::plain);
+  EXPECT_TRUE(holds(text, "\t234881024\tKiB\t268435456\t")) << text;
+  EXPECT_TRUE(holds(text, "\t224 GiB\t256 GiB\n")) << text;
+}
+
 TEST(plain_report, has_a_line_for_each_node_of_each_finding) {
   const std::vector<std::string> lines =
       lines_of(report_of(example_judgement(), report_form::plain));
@@ -36,7 +50,7 @@ TEST(plain_report, has_a_line_for_each_node_of_each_finding) {
             "412\tstream-low\tcritical\t80\tnew\tA\tnode088\tstream\tfull\t"
             "stream.triad\t171.2\tGB/s\t203.9\t203.4 GB/s\t92\t203.4\t1.1\t"
             "-19.7\t-15.8\t412\t168.9 and 171.2 GB/s; 92 peers 203.4 +-1.1 "
-            "(-17.0 %, -15.8 %)");
+            "(-17.0 %, -15.8 %)\t171.2\t203.9");
 }
 
 TEST(plain_report, has_as_many_fields_in_every_line) {

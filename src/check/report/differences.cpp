@@ -88,7 +88,13 @@ class difference_writer {
   // Requires: all classes were added.
   void end();
 
+  // Numbers have no like ones: of those that are not compared as text, what is
+  // far from the median of its class.
+  void add_outliers(const std::vector<distribution>& all,
+                    const std::string& pattern);
+
  private:
+  void write_outliers(const distribution& of);
   void add_node_without_class(std::size_t number);
 
   // The largest first; of two of one size that of the first node.
@@ -131,6 +137,46 @@ void difference_writer::end() {
     if (what != answer::not_expected)
       out_ << fmt::format("# not compared: {}: {}\n", folded_and_counted(nodes),
                           what == answer::ok ? "of no class" : words_for(what));
+}
+
+void difference_writer::add_outliers(const std::vector<distribution>& all,
+                                     const std::string& pattern) {
+  std::size_t calm = 0;
+  for (const distribution& each : all) {
+    if (each.provider != pattern &&
+        ::fnmatch(pattern.c_str(), each.fact.c_str(), 0) != 0)
+      continue;
+    const bool is_shown =
+        std::any_of(facts_.begin(), facts_.end(), [&](const fact_column* fact) {
+          return fact->name == each.fact && fact->provider == each.provider &&
+                 fact->option == each.option;
+        });
+    if (is_shown) continue;
+    if (each.outliers.empty())
+      ++calm;
+    else
+      write_outliers(each);
+  }
+  if (calm > 0)
+    out_ << "# numbers of which none is far from its class's median: " << calm
+         << '\n';
+}
+
+void difference_writer::write_outliers(const distribution& of) {
+  out_ << fmt::format(
+      "# {}: numbers, median {} of {} nodes of class {}\n",
+      excerpt_of(of.fact, most_line),
+      value_with_unit(fmt::format("{:.6g}", of.median), of.unit),
+      of.values.size(), excerpt_of(of.class_name, 60));
+  for (const node_value& each : of.outliers)
+    out_ << how_.painted(ink::bad,
+                         fmt::format("! {}={}{}", node_set_text({each.node}),
+                                     excerpt_of(each.value, most_line),
+                                     each.delta_percent
+                                         ? fmt::format(" ({:+.1f} %)",
+                                                       *each.delta_percent)
+                                         : ""))
+         << '\n';
 }
 
 void difference_writer::add_node_without_class(std::size_t number) {
@@ -215,7 +261,8 @@ std::string difference_writer::line_of(const fact_column& fact,
   if (!fact.option.empty())
     line += " (" + excerpt_of(fact.option, most_line) + ")";
   line += "=" + excerpt_of(value, most_line);
-  if (!fact.traits.unit.empty() && !value.empty())
+  if (!fact.traits.unit.empty() && fact.traits.unit != "count" &&
+      !value.empty())
     line += " " + excerpt_of(fact.traits.unit, 12);
   return line;
 }
@@ -254,6 +301,7 @@ bool write_differences(const run_data& run, const judgement& judged,
   for (const class_view& each : judged.classes)
     writer.add_class(each);
   writer.end();
+  writer.add_outliers(judged.distributions, std::string(pattern));
   return true;
 }
 

@@ -88,5 +88,25 @@ TEST(write_differences, shows_so_many_lines_of_a_fact) {
   EXPECT_TRUE(holds(text, " lines more\n"));
 }
 
+TEST(write_differences, tells_of_numbers_what_is_far_from_the_median) {
+  judgement judged = example_judgement();
+  run_data run = example_run();
+  distribution of;
+  of.fact = "bios.fan";
+  of.provider = run.facts.front().provider;
+  of.class_name = "A";
+  of.unit = "rpm";
+  of.median = 8000;
+  of.values = {10, 8000, 8000};
+  of.outliers = {{"node009", "10 rpm", "", 10, -30, -99.9}};
+  judged.distributions = {of};
+  std::ostringstream out;
+  EXPECT_TRUE(write_differences(run, judged, of.provider, {}, out));
+  EXPECT_TRUE(holds(out.str(),
+                    "# bios.fan: numbers, median 8000 rpm of 3 nodes of class "
+                    "A\n! node009=10 rpm (-99.9 %)\n"))
+      << out.str();
+}
+
 }  // namespace
 }  // namespace zelk::check

@@ -10,11 +10,14 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <optional>
+#include <string_view>
 #include <unordered_set>
 #include <utility>
 
 #include "src/check/report/phrases.h"
 #include "src/check/report/writer.h"
+#include "src/common/facts/units.h"
 #include "src/common/text/visible_text.h"
 
 namespace zelk::check {
@@ -24,10 +27,16 @@ namespace {
 constexpr std::size_t most_reason = 20;
 constexpr char owner[] = "zelk:";
 
-bool counts_bytes(const std::string& unit) {
-  return unit == "B" || unit == "KiB" || unit == "MiB" || unit == "GiB" ||
-         unit == "TiB" || unit == "KB" || unit == "MB" || unit == "GB" ||
-         unit == "TB";
+// "-16G" of a number of bytes, with the largest prefix that leaves one digit.
+std::string bytes_word(double bytes) {
+  constexpr std::string_view prefixes = "BKMGTP";
+  constexpr double step = 1024;
+  std::size_t prefix = 0;
+  while (std::abs(bytes) >= step && prefix + 1 < prefixes.size()) {
+    bytes /= step;
+    ++prefix;
+  }
+  return fmt::format("{:+.0f}{}", bytes, prefixes[prefix]);
 }
 
 // "-32G" of sizes, "-17%" of what else there is a distance of; of the node that
@@ -40,10 +49,10 @@ std::string distance_word(const finding& found) {
          std::abs(*value.delta_percent) > std::abs(*worst->delta_percent)))
       worst = &value;
   if (worst == nullptr) return "";
-  if (counts_bytes(found.unit) && worst->number && found.median &&
+  const std::optional<facts::unit> unit = facts::unit_of(found.unit);
+  if (unit && unit->dimension == "B" && worst->number && found.median &&
       std::isfinite(*worst->number) && std::isfinite(*found.median))
-    return fmt::format("{:+.0f}{}", *worst->number - *found.median,
-                       found.unit.front());
+    return bytes_word((*worst->number - *found.median) * unit->factor);
   return std::abs(*worst->delta_percent) < 1
              ? ""
              : fmt::format("{:+.0f}%", *worst->delta_percent);

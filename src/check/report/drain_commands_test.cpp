@@ -69,6 +69,15 @@ TEST(write_drain_commands, names_a_node_once_with_its_worst_reason) {
   EXPECT_TRUE(holds(text, "nodename=\"node[013,088]\" state"));
 }
 
+TEST(write_drain_commands, say_how_much_memory_is_missing) {
+  judgement judged = example_judgement();
+  finding found = judged.findings[1];  // mem-size
+  found.unit = "KiB";
+  found.median = 263857012;
+  found.values.front().number = 247079796;
+  EXPECT_TRUE(holds(drain_of(only(found)), "reason=\"zelk:mem-size -16G\"\n"));
+}
+
 TEST(write_drain_commands, keeps_reasons_short) {
   finding found = example_judgement().findings[1];
   found.check = "a-very-long-name-of-a-check";

@@ -81,20 +81,22 @@ std::string version_of(const judgement& judged, const std::string& provider) {
   return "";
 }
 
-// What the run's findings know of the fact; else as the check names it.
-std::string fact_text(const check_definition& check, const judgement* judged) {
-  std::string plain = joined(check.facts, ", ");
-  if (judged == nullptr) return plain;
-  for (const finding& found : judged->findings) {
-    if (found.check != check.id || found.fact.empty()) continue;
-    std::string text = found.fact;
-    if (!found.unit.empty()) text += " (" + found.unit + ")";
-    text +=
-        ", provider " + found.provider + version_of(*judged, found.provider);
-    if (!found.option.empty()) text += ", option set " + found.option;
-    return text;
-  }
-  return plain;
+// What it looks at, whatever is found today.
+std::string facts_text(const check_definition& check) {
+  std::string text = joined(check.facts, ", ");
+  if (!check.except.empty()) text += "; but not " + joined(check.except, ", ");
+  return text;
+}
+
+// Where today's values of a finding are from.
+std::string origin_of(const finding& found, const judgement& judged) {
+  if (found.fact.empty()) return "";
+  std::string text = found.fact;
+  if (!found.unit.empty()) text += " (" + found.unit + ")";
+  if (found.provider.empty()) return text;
+  text += ", provider " + found.provider + version_of(judged, found.provider);
+  if (!found.option.empty()) text += ", option set " + found.option;
+  return text;
 }
 
 std::string seen_line(const node_value& value, const finding& found) {
@@ -109,11 +111,20 @@ std::string seen_line(const node_value& value, const finding& found) {
   return line;
 }
 
+// Who accepted it, why and until when.
+std::string acceptance_text(const finding& found) {
+  std::string text = "accepted on " + folded_and_counted(found.nodes);
+  const std::string how = acceptance_words(found);
+  return how.empty() ? text : text + ": " + how;
+}
+
 std::string seen_text(const std::string& id, const judgement* judged) {
   if (judged == nullptr) return "";
   std::vector<std::string> lines;
   for (const finding& found : judged->findings) {
     if (found.check != id) continue;
+    if (const std::string from = origin_of(found, *judged); !from.empty())
+      lines.push_back(from + ":");
     if (!found.accepted_nodes.empty())
       lines.push_back(fmt::format(
           "accepted on {} of its {} nodes:", found.accepted_nodes.size(),
@@ -125,6 +136,8 @@ std::string seen_text(const std::string& id, const judgement* judged) {
       for (const node_value& value : found.values)
         lines.push_back(seen_line(value, found));
   }
+  for (const finding& found : judged->accepted)
+    if (found.check == id) lines.push_back(acceptance_text(found));
   if (lines.empty())
     return fmt::format("nowhere in run {}", judged->run.number);
   return joined(lines, "\n");
@@ -147,14 +160,14 @@ void write_explanation(const check_definition& check, const judgement* judged,
   lines.add("severity",
             fmt::format("{} (score {})", name_of(severity_of(check.score)),
                         check.score));
-  lines.add("fact", fact_text(check, judged));
+  lines.add("fact", facts_text(check));
   if (!check.facts.empty()) {
     lines.add("peers", peers_text(check.what, usual, judged));
     lines.add("rule", rule_words(check.what, usual));
   }
   lines.add("meaning", paragraphs(check.explain));
   lines.add("seen now", seen_text(check.id, judged));
-  lines.add("causes", joined(check.causes, ", "));
+  lines.add("causes", joined(check.causes, "\n"));
   lines.add("try next", joined(check.advice, "\n"));
   lines.add(
       "accept",
@@ -167,6 +180,14 @@ void write_explanation(const check_definition& check, const judgement* judged,
     lines.add("defined in", fmt::format("{}:{}", check.file, check.line));
 }
 
+namespace {
+
+bool is_judged(const check_definition& check) {
+  return check.what.kind != rule::none;
+}
+
+}  // namespace
+
 void write_check_list(const std::vector<const check_definition*>& checks,
                       const report_options& options, std::ostream& out) {
   static_cast<void>(options);
@@ -176,8 +197,10 @@ void write_check_list(const std::vector<const check_definition*>& checks,
                           {"TITLE", false}});
   for (const check_definition* check : checks)
     table.add(
-        {text::visible_text(check->id), name_of(severity_of(check->score)),
-         fmt::format("{}", check->score), text::visible_text(check->title)});
+        {text::visible_text(check->id),
+         is_judged(*check) ? name_of(severity_of(check->score)) : "not judged",
+         is_judged(*check) ? fmt::format("{}", check->score) : "-",
+         text::visible_text(check->title)});
   table.write(out);
 }
 

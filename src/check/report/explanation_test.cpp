@@ -36,16 +36,18 @@ std::string explained(const check_definition& check, const judgement* judged,
 constexpr char stream_text[] =
     R"(stream-low: memory bandwidth of a node clearly below its peers
   severity    critical (score 80)
-  fact        stream.triad (GB/s), provider stream v3, option set full
+  fact        stream.*
   peers       nodes of the same class (cpu.model, cpu.sockets, mem.total), at least 5
   rule        robust z = 0.6745 (x - median)/MAD <= -3.5   AND   x at least 5 % below the median
               a higher z is asked of one among very few or very many peers
               MAD = 0: only the distance from the median is used, and the finding says so
   meaning     STREAM moves memory.
               It needs an idle node.
-  seen now    node013     168.9  z -21.2  -17.0 %
+  seen now    stream.triad (GB/s), provider stream v3, option set full:
+              node013     168.9  z -21.2  -17.0 %
               node088     171.2  z -19.7  -15.8 %
-  causes      missing or slower memory module, a job left running
+  causes      missing or slower memory module
+              a job left running
   try next    zelk-collect stream -w NODES
               zelk-check --diff memory
   accept      zelk-db accept stream-low -w NODES --reason TEXT --until DATE
@@ -161,6 +163,25 @@ TEST(write_check_list, has_a_line_a_check) {
             "clearly below its peers\n"
             "x           informational     10  memory bandwidth of a node "
             "clearly below its peers\n");
+}
+
+TEST(write_explanation, tells_who_accepted_it_and_why) {
+  const judgement judged = example_judgement();
+  check_definition check;
+  check.id = judged.accepted.front().check;
+  EXPECT_TRUE(holds(explained(check, &judged),
+                    "accepted on gpu07 (1): test bed of the visualisation "
+                    "group, ada, until 2026-01-01"));
+}
+
+TEST(write_check_list, does_not_call_severe_what_is_not_judged) {
+  check_definition check;
+  check.id = "sysctl-not-judged";
+  check.what.kind = rule::none;
+  std::ostringstream out;
+  write_check_list({&check}, {}, out);
+  EXPECT_TRUE(holds(out.str(), "not judged")) << out.str();
+  EXPECT_FALSE(holds(out.str(), "warning"));
 }
 
 }  // namespace

@@ -96,7 +96,10 @@ json json_of(const node_value& value) {
     object["value"] = *value.number;
   else
     put_value(object, "value", value.value);
-  if (!value.before.empty()) put_value(object, "before", value.before);
+  if (value.number_before && std::isfinite(*value.number_before))
+    object["before"] = *value.number_before;
+  else if (!value.before.empty())
+    put_value(object, "before", value.before);
   put_number(object, "z", value.z);
   put_number(object, "delta_pct", value.delta_percent);
   return object;
@@ -153,6 +156,13 @@ json json_of(const finding& found) {
     json part = json::object();
     put_nodes(part, found.accepted_nodes);
     object["accepted_on"] = std::move(part);
+  }
+  if (found.blames_nobody) object["blames_nobody"] = true;
+  for (const auto& [value, nodes] : found.groups) {
+    json group = json::object();
+    put_value(group, "value", value);
+    put_nodes(group, nodes);
+    object["groups"].push_back(std::move(group));
   }
   return object;
 }

@@ -68,6 +68,21 @@ TEST(json_report, tells_for_which_nodes_a_finding_is_accepted) {
   EXPECT_EQ(complaints(report_of(judged, report_form::json)), "");
 }
 
+TEST(json_report, tells_the_groups_of_which_nobody_is_blamed) {
+  judgement judged = example_judgement();
+  judged.findings[1].blames_nobody = true;
+  judged.findings[1].groups = {{"20.38", {"node071", "node072"}},
+                               {"20.39", {"node073"}}};
+  const json document = parsed(judged);
+  const json found = document["findings"][1];
+  EXPECT_EQ(found["blames_nobody"], true);
+  EXPECT_EQ(found["groups"][0]["nodeset"], "node[071-072]");
+  EXPECT_EQ(found["groups"][1]["value"], "20.39");
+  EXPECT_FALSE(document["findings"][0].contains("groups"));
+  if (!python_has("jsonschema")) GTEST_SKIP() << "no python3-jsonschema";
+  EXPECT_EQ(complaints(report_of(judged, report_form::json)), "");
+}
+
 TEST(json_report, says_what_is_shown_on_a_terminal) {
   const json document = parsed(example_judgement());
   EXPECT_EQ(document["schema"], "zelkara.check/1");

@@ -61,9 +61,12 @@ using findings_of_nodes =
 findings_of_nodes by_node(const judgement& judged,
                           const report_options& options) {
   findings_of_nodes result;
-  for (const finding* found : shown_findings(judged, options))
+  for (const finding* found : shown_findings(judged, options)) {
+    // Groups of equal right are no failure of any of their nodes.
+    if (found->blames_nobody) continue;
     for (const std::string& node : found->nodes)
       result[node].push_back(found);
+  }
   for (const finding& found : judged.accepted)
     for (const std::string& node : found.nodes)
       result[node].push_back(&found);

@@ -102,6 +102,10 @@ void write_markdown(const judgement& judged, const report_options& options,
   for (const finding& found : judged.fixed)
     out << fmt::format("\nFixed: {} on {}\n", markdown_text(found.check),
                        markdown_nodes(found.nodes));
+  for (const finding& found : judged.accepted)
+    out << fmt::format("\nAccepted: {} on {}: {}\n", markdown_text(found.check),
+                       markdown_nodes(found.nodes),
+                       markdown_text(acceptance_words(found)));
   out << "\nNot judged: " << markdown_text(not_judged_text(judged)) << ".\n";
 }
 

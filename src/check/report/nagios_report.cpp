@@ -50,6 +50,8 @@ std::string counts_text(const judgement& judged) {
   std::string text = fmt::format("{} unhealthy, {} suspect, ", counts.unhealthy,
                                  counts.suspect);
   if (counts.unknown > 0) text += fmt::format("{} unknown, ", counts.unknown);
+  if (!judged.accepted.empty())
+    text += fmt::format("{} accepted, ", judged.accepted.size());
   return text +
          fmt::format("{} healthy of {} (run {}, {} old)", counts.healthy,
                      judged.nodes.size(), judged.run.number,

@@ -26,14 +26,14 @@ void expect_performance_data(const std::string& data) {
 TEST(nagios_report, is_one_line_and_its_details) {
   const std::vector<std::string> lines =
       lines_of(nagios_of(example_judgement()));
-  EXPECT_EQ(
-      lines[0],
-      "ZELKARA CRITICAL - 5 unhealthy, 6 suspect, 125 healthy of 136 (run "
-      "412, 3 h old): no-answer node[037,112]; mem-size node071; "
-      "stream-low node[013,088]; bios-differs node[101-104]; "
-      "clock-offset node020; timeout node055 | unhealthy=5;0;0;0;136 "
-      "suspect=6;0;;0;136 unknown=0;;;0;136 missing=18;;;0;1233 "
-      "age=11520s;604800;;0");
+  EXPECT_EQ(lines[0],
+            "ZELKARA CRITICAL - 5 unhealthy, 6 suspect, 1 accepted, 125 "
+            "healthy of 136 (run "
+            "412, 3 h old): no-answer node[037,112]; mem-size node071; "
+            "stream-low node[013,088]; bios-differs node[101-104]; "
+            "clock-offset node020; timeout node055 | unhealthy=5;0;0;0;136 "
+            "suspect=6;0;;0;136 unknown=0;;;0;136 missing=18;;;0;1233 "
+            "age=11520s;604800;;0");
   EXPECT_EQ(lines.size(), 7);
   EXPECT_EQ(lines[2],
             "critical: mem-size node071: 224 GiB; 94 of 95 class A "

@@ -144,8 +144,9 @@ bool is_change(const finding& found) {
 }
 
 bool is_gap(const finding& found) {
-  constexpr std::array<std::string_view, 5> checks = {
-      "no-answer", "timeout", "failed", "incomplete", "stale"};
+  constexpr std::array<std::string_view, 8> checks = {
+      "no-answer",  "timeout", "failed",       "incomplete",
+      "unreadable", "stale",   "tool-missing", "no-permission"};
   return std::find(checks.begin(), checks.end(), found.check) != checks.end();
 }
 
@@ -156,6 +157,18 @@ std::optional<std::string> common_change(const finding& found) {
     if (value.value != first.value || value.before != first.before) return {};
   return fmt::format("{} -> {}", value_words(first.before),
                      value_words(first.value));
+}
+
+std::string acceptance_words(const finding& found) {
+  constexpr std::size_t most_reason = 200, most_who = 60;  // characters
+  if (!found.accepted) return "";
+  std::string text = excerpt_of(found.accepted->reason, most_reason);
+  if (!found.accepted->who.empty())
+    text += ", " + excerpt_of(found.accepted->who, most_who);
+  if (found.accepted->until_usec != 0)
+    text +=
+        ", until " + text::local_time(found.accepted->until_usec).substr(0, 10);
+  return text;
 }
 
 const char* words_for(answer what) {
@@ -185,7 +198,8 @@ const char* words_for(answer what) {
 std::string value_with_unit(std::string_view value, std::string_view unit) {
   constexpr std::size_t most = 60;
   std::string result = excerpt_of(value, most);
-  if (!unit.empty() && !result.empty()) result += " " + excerpt_of(unit, 12);
+  if (!unit.empty() && unit != "count" && !result.empty())
+    result += " " + excerpt_of(unit, 12);
   return result;
 }
 

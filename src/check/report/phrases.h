@@ -60,10 +60,13 @@ bool is_gap(const finding& found);
 // "5.14.0-427 -> 5.14.0-503", when all nodes changed alike.
 std::optional<std::string> common_change(const finding& found);
 
+// "test bed of a group, ada, until 2026-01-01"; "" when it was not accepted.
+std::string acceptance_words(const finding& found);
+
 // The words of `what` for people: "no answer", "no permission".
 const char* words_for(answer what);
 
-// "168.9 GB/s", "2.3"
+// "168.9 GB/s", "2.3"; a count is its number.
 std::string value_with_unit(std::string_view value, std::string_view unit);
 
 }  // namespace zelk::check

@@ -80,9 +80,12 @@ std::string value_words(const check_rule& what) {
 
 std::string growth_words(const check_rule& what) {
   return fmt::format(
-      "a counter that grew by more than {} since the baseline, "
-      "and far more than those of its peers",
-      what.growth);
+      "a counter that grew by more than {} a day since the baseline, "
+      "and far more than those of its peers{}",
+      what.growth,
+      what.alone_growth ? fmt::format("; without peers by more than {} a day",
+                                      *what.alone_growth)
+                        : std::string());
 }
 
 std::string kind_words(const check_rule& what, const usual_limits& usual) {

@@ -120,6 +120,8 @@ void node_writer::add_row(std::vector<report_row>& rows, const finding& found,
   row.count = found.nodes.size();
   row.message = excerpt_of(found.message, most_message);
   row.state = state;
+  if (const std::string accepted = acceptance_words(found); !accepted.empty())
+    row.more.push_back("accepted: " + accepted);
   for (const std::string& advice : found.advice)
     row.more.push_back("try: " +
                        excerpt_of(advice_text(advice, options_), most_message));

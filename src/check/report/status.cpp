@@ -53,9 +53,14 @@ bool anything_judged(const judgement& judged) {
       [&](const node_view& node) { return was_judged(node, with_reach); });
 }
 
+bool goes_on(const run_info& run) {
+  return run.state == "running";
+}
+
 int exit_status(const judgement& judged, fail_on threshold, bool only_new) {
   if (!anything_judged(judged)) return status_cannot_tell;
-  int worst = status_fine;
+  int worst = judged.counts.unknown > 0 || goes_on(judged.run) ? status_warning
+                                                               : status_fine;
   for (const finding& found : judged.findings)
     if (!only_new || found.state == finding_state::fresh)
       worst = std::max(worst, status_of(found.level));

@@ -23,10 +23,14 @@ constexpr int status_cannot_tell = 3;
 // Returns the status of the worst finding that is not accepted and not below
 // `threshold`. When nothing at all was judged, because no node is known or all
 // that came is too old, it is status_cannot_tell, whatever the threshold: that
-// nobody wants to hear of findings does not make silence good.
-// With `only_new` findings that the baseline has do not count.
+// nobody wants to hear of findings does not make silence good. Nodes of which
+// it cannot be told how they are, and a run that goes on, are a warning. With
+// `only_new` findings that the baseline has do not count.
 int exit_status(const judgement& judged, fail_on threshold = fail_on::warning,
                 bool only_new = false);
+
+// Whether the run has not ended yet.
+bool goes_on(const run_info& run);
 
 // Whether there is a node that anything could be said of.
 bool anything_judged(const judgement& judged);

@@ -68,6 +68,9 @@ struct report_options {
   bool ascii = false;          // all forms for people and their tables are
   std::size_t width = 0;       // columns of the terminal; 0: never wrap
   std::size_t limit_rows = 0;  // findings of one list; 0: all
+  // Lines of the terminal: the text form keeps to one screen, and says what it
+  // left out. 0: it does not.
+  std::size_t height = 0;
   report_grouping group_by = report_grouping::check;
   report_order order = report_order::severity;
 

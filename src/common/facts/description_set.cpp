@@ -117,4 +117,11 @@ description_set::found description_set::find(std::string_view provider,
   return {nullptr, why_not(name, version)};
 }
 
+bool description_set::has_any(std::string_view provider) const {
+  const std::string name = in_record(provider);
+  const auto first = by_version_.lower_bound(key(name, INT32_MIN));
+  return (first != by_version_.end() && first->first.first == name) ||
+         faulty_.contains(name);
+}
+
 }  // namespace zelk::facts

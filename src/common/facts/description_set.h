@@ -31,6 +31,9 @@ class description_set {
   // names it, and `version` is read.
   found find(std::string_view provider, std::int32_t version) const;
 
+  // Whether there is a description of it, of any version and even a faulty one.
+  bool has_any(std::string_view provider) const;
+
   std::size_t size() const { return by_version_.size(); }
   std::size_t faulty() const { return faulty_.size(); }
 

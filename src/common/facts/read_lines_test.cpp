@@ -1,3 +1,5 @@
+#include "src/common/facts/read_lines.h"
+
 #include <string>
 
 #include <gtest/gtest.h>

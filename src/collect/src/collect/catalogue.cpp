@@ -140,8 +140,7 @@ std::optional<planned_provider> catalogue::parsed(
   made.auxiliary_path = config.auxiliary_path;
   made.timeout_sec = config.timeout;
   made.scale = shown_scale(config.scale_type);
-  made.plugin =
-      xml::attribute(xml::child(root, "facts"), "format") == "nagios";
+  made.plugin = xml::attribute(xml::child(root, "facts"), "format") == "nagios";
   set_options(made);
   return scaled(std::move(made), 1);
 }
