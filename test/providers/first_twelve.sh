@@ -115,6 +115,96 @@ test_live_refusal() {
   tree=vm
 }
 
+# What logins and containers bring along, and what names one node only.
+test_busy_machine() {
+  tree=busy
+  net=$trees/busy/sys/class/net
+  for link in vlan100 cali03d1 docker0 br-storage br-0a1b2c3d4e5f; do
+    put "$net/$link/mtu" '1500\n'
+  done
+  # A card that was given a name of this kind stays a card.
+  put "$net/eni0/mtu" '9000\n'
+  put "$net/eni0/device/numa_node" '0\n'
+  check "a VLAN is compared" gives 0 net_links "/sys/class/net/vlan100/mtu: 1500"
+  check "a bridge of the site is compared" gives 0 net_links "/sys/class/net/br-storage/mtu: 1500"
+  check "a card is compared" gives 0 net_links "/sys/class/net/eni0/mtu: 9000"
+  for link in cali03d1 docker0 br-0a1b2c3d4e5f; do
+    check "a link that comes and goes: $link" gives 0 net_links \
+      "volatile: /sys/class/net/$link/mtu: 1500"
+  done
+  put "$trees/busy/proc/self/mounts" "$busy_mounts"
+  for line in "volatile: tmpfs /run/user/1000 tmpfs rw,mode=700,size=6k 0 0" \
+    "volatile: overlay /var/lib/docker/overlay2/0a/merged overlay rw 0 0" \
+    "/proc/self/mounts: /dev/vdb /var/lib/docker xfs rw 0 0" \
+    "/proc/self/mounts: nfs:/proj /proj nfs ro,vers=3,hard,mountaddr=10.0.0.2,mountport=4711,addr=10.0.0.2 0 0" \
+    "/proc/self/mounts: tmpfs /tmp tmpfs rw,mode=700,size=16k 0 0" \
+    "/proc/self/mounts: /dev/loop /snap/core squashfs ro 0 0" \
+    "/proc/self/mounts: 10.0.0.1@o2ib,10.0.0.2@tcp:10.0.0.3@o2ib:/fs /fs lustre rw 0 0" \
+    "/proc/self/mounts: (masked)@h:/x /x fuse.sshfs rw,access_key_id=(masked) 0 0"; do
+    check "mounts: $line" gives 0 mounts "$line"
+  done
+  put "$trees/busy/proc/cmdline" "$busy_parameters"
+  check "parameters that name the node are volatile" only_parameter_is 'parameter: quiet'
+  check "no secret of a busy machine gets out" lacks kernel_cmdline hunter2
+}
+busy_mounts='tmpfs /run/user/1000 tmpfs rw,size=6k,mode=700 0 0
+overlay /var/lib/docker/overlay2/0a/merged overlay rw 0 0
+/dev/vdb /var/lib/docker xfs rw 0 0
+nfs:/proj /proj nfs ro,vers=3,mountaddr=10.0.0.2,mountport=4711,hard,addr=10.0.0.2 0 0
+tmpfs /tmp tmpfs rw,size=16k,mode=700 0 0
+/dev/loop7 /snap/core squashfs ro 0 0
+10.0.0.1@o2ib,10.0.0.2@tcp:10.0.0.3@o2ib:/fs /fs lustre rw 0 0
+joe:hunter2@h:/x /x fuse.sshfs rw,access_key_id=hunter2 0 0
+'
+busy_parameters='quiet systemd.machine_id=0a1b luks.uuid=1-2 bootif=01-aa-bb-cc-dd-ee-ff hostid=1 inst.stage2=hd:UUID=1-2 cryptdevice=UUID=1-2:root ds=nocloud;h=n1 nic=eth0:aa:bb:cc:dd:ee:ff disk=/dev/disk/by-id/x\n'
+only_parameter_is() {
+  run kernel_cmdline
+  printf '%s\n' "$1" >"$scratch/parameters"
+  grep '^parameter: ' "$scratch/out" | diff "$scratch/parameters" -
+}
+
+# Values that must not get out, under names that do not look alike.
+test_secrets() {
+  tree=secrets
+  put "$trees/secrets/proc/cmdline" 'bmcpass=hunter2 cloud-init.pwhash=hunter2 auth=user:hunter2 slurm_auth=hunter2 inst.ks=https://s/x?sig=hunter2&v=1 pass=hunter2 console=tty0 spec_store_bypass_disable=on iommu.passthrough=1 keymap=de authenticated=1\n'
+  check "parameters: secrets" lacks kernel_cmdline hunter2
+  for line in bmcpass=\(masked\) auth=\(masked\) spec_store_bypass_disable=on \
+    iommu.passthrough=1 keymap=de authenticated=1 "inst.ks=https://s/x?sig=(masked)&v=1"; do
+    check "parameters: $line" gives 0 kernel_cmdline "parameter: $line"
+  done
+}
+
+# put_answer FILE STATUS TEXT: a tool that says TEXT and ends with STATUS.
+put_answer() {
+  printf '#!/bin/sh\ncat <<"END"\n%s\nEND\nexit %s\n' "$3" "$2" >"$1"
+  chmod +x "$1"
+}
+
+# A time daemon that is dead is no time daemon that is fine.
+test_clock() {
+  tree=vm
+  clock_tools=$scratch/clock
+  mkdir "$clock_tools"
+  shell="env ZELK_PROVIDER_PATH=$clock_tools:/usr/sbin:/usr/bin:/sbin:/bin"
+  put_answer "$clock_tools/timedatectl" 1 "Failed to connect to bus: Host is down"
+  put_answer "$clock_tools/chronyc" 1 "506 Cannot talk to daemon"
+  put_answer "$clock_tools/adjtimex" 0 "       status: 8257"
+  check "a dead time daemon" gives 0 clocksource_time "time.daemon: chronyd does not answer"
+  check "a clock that the kernel calls out of step" gives 0 clocksource_time "time.in_step: no"
+  put_answer "$clock_tools/adjtimex" 0 "       status: 8193"
+  check "the kernel still thinks it is in step" gives 0 clocksource_time "time.in_step: yes"
+  rm "$clock_tools/adjtimex"
+  put_answer "$clock_tools/ntptime" 1 "  status 0x2041 (PLL,UNSYNC,NANO),"
+  check "the tool of another daemon" gives 0 clocksource_time "kernel_clock.synchronised: no"
+  # As chronyd does without rtcsync.
+  put_answer "$clock_tools/chronyc" 0 "Leap status     : Normal"
+  check "a daemon that keeps the kernel's mark as it is" gives 0 clocksource_time "time.in_step: yes"
+  check "a daemon that answers" gives 0 clocksource_time "time.daemon: chronyd answers"
+  put_answer "$clock_tools/chronyc" 0 "Leap status     : Not synchronised"
+  check "a daemon without a server" gives 0 clocksource_time "time.in_step: no"
+  shell=
+}
+
 test_hostile() {
   tree=hostile
   esc=$(printf '\033')
@@ -172,6 +262,9 @@ test_first_twelve() {
   test_big_machine
   test_bare_machine
   test_refusals
+  test_clock
+  test_busy_machine
+  test_secrets
   test_hostile
   test_hung_tool
 }

@@ -256,6 +256,85 @@ test_other_tools() {
   shell=
 }
 
+# bash takes functions and options from its environment. Where it is /bin/sh, as
+# on many systems, none of them may reach a script.
+test_hostile_bash() {
+  if ! have bash; then skip "under bash with a hostile environment" "not installed"; return; fi
+  mkdir "$scratch/hostile"
+  ln -s "$(command -v bash)" "$scratch/hostile/sh"
+  put_tool "$scratch/hostile/start" "exec env \\
+  'BASH_FUNC_grep%%=() { echo EVIL; }' 'BASH_FUNC_awk%%=() { echo EVIL; }' \\
+  'BASH_FUNC_printf%%=() { echo EVIL; }' 'BASH_FUNC_true%%=() { echo EVIL; }' \\
+  'BASH_FUNC_declare%%=() { echo EVIL; }' 'BASH_FUNC_unset%%=() { echo EVIL; }' \\
+  'BASH_FUNC_builtin%%=() { echo EVIL; }' 'BASH_FUNC_command%%=() { echo EVIL; }' \\
+  'BASH_FUNC_cd%%=() { echo EVIL; }' 'BASH_FUNC_read%%=() { echo EVIL; }' \\
+  'BASH_FUNC_missing%%=() { echo EVIL; }' 'BASH_FUNC_a-*%%=() { echo EVIL; }' \\
+  SHELLOPTS=noglob:noclobber:pipefail BASHOPTS=nullglob:failglob:nocasematch \\
+  '$scratch/hostile/sh' \"\$@\""
+  shell=$scratch/hostile/start
+  for name in $providers; do
+    # It tells what it was started with.
+    [ "$name" != env_profile ] || continue
+    check "under bash with a hostile environment: $name" agrees_with "$name" "$scratch/plain"
+  done
+  shell=
+}
+
+# A script that looks for its program has left the working folder by then.
+by_a_relative_path() {
+  run "$1"
+  sed -n 's/^[^:]*: //p' "$scratch/err" >"$scratch/absolute"
+  (cd "$share/$1" && sh "./$1.sh") >"$scratch/out" 2>"$scratch/err"
+  relative=$?
+  [ "$relative" -eq "$status" ] || { echo "$relative, not $status: $(cat "$scratch/err")"; return 1; }
+  sed -n 's/^[^:]*: //p' "$scratch/err" | sed 's,/\./,/,' | diff "$scratch/absolute" -
+}
+
+test_relative_path() {
+  for name in $providers; do
+    [ "$(setting tools "$name" some)" != none ] ||
+      check "by a relative path: $name" by_a_relative_path "$name"
+  done
+}
+
+# Links of /etc may lead into a shared file system that is dead: the rest of what
+# a provider reads is there all the same.
+test_dead_links() {
+  mkdir -p "$scratch/stuck" "$scratch/dead links/etc"
+  for link in os-release passwd hosts resolv.conf ssh; do
+    ln -s "$scratch/stuck/x" "$scratch/dead links/etc/$link"
+  done
+  put "$scratch/dead links/etc/group" 'root:x:0:\n'
+  put "$scratch/dead links/etc/nsswitch.conf" 'hosts: files\n'
+  put "$scratch/dead links/proc/self/limits" 'Limit\n'
+  for case in "uname_os /etc/os-release: no answer in 5 s" \
+    "users_limits users.count: /etc/passwd: no answer in 5 s" \
+    "net_routes_dns /etc/hosts: no answer in 5 s" \
+    "net_routes_dns resolv_conf: no answer in 5 s" \
+    "ssh_hostkeys hostkey: /etc/ssh/ssh_host_*_key.pub: no answer in 5 s"; do
+    ! is_judged "${case%% *}" ||
+      check "a link to a mount that never answers: ${case%%: *}" tells_stuck_link "${case%% *}" "${case#* }"
+  done
+}
+
+# tells_stuck_link PROVIDER TEXT: what was not read, and what lies beside it.
+tells_stuck_link() {
+  timeout 60 "$here/stuck_mount.py" "$scratch/stuck" env "ZELK_PROVIDER_ROOT=$scratch/dead links" \
+    "$share/$1/$1.sh" >"$scratch/out" 2>"$scratch/err"
+  status=$?
+  if [ "$status" -eq 77 ]; then echo "skipped: no root or no FUSE"; return 0; fi
+  [ "$status" -eq 83 ] || { echo "status $status"; cat "$scratch/out" "$scratch/err"; return 1; }
+  case $1 in
+    uname_os) beside='uname.sysname: Linux' ;;
+    users_limits) beside='group: root 0' ;;
+    net_routes_dns) beside='/etc/nsswitch.conf: hosts: files' ;;
+    *) beside="unreadable: $2" ;;
+  esac
+  for line in "unreadable: $2" "$beside"; do
+    grep -q -F -x "$line" "$scratch/out" || { echo "no '$line'"; cat "$scratch/out"; return 1; }
+  done
+}
+
 as_nobody='setpriv --reuid=65534 --regid=65534 --clear-groups'
 can_be_nobody() { [ "$(id -u)" -eq 0 ] && $as_nobody true 2>/dev/null; }
 
@@ -371,6 +450,9 @@ test_cases() {
 test_descriptions
 test_here
 test_other_tools
+test_hostile_bash
+test_relative_path
+test_dead_links
 test_unprivileged
 case ${1-} in
   "" | 1/*) test_first_twelve ;;

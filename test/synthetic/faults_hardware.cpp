@@ -281,7 +281,7 @@ std::vector<fault> hardware_faults() {
        one,
        last_run,
        card_rows_remapped,
-       {{}, {"nvidia.gpu1.remapped.*"}}},
+       {{}, {"nvidia.gpu1.remapped.*", "nvidia.gpu1.rows_remapped.*"}}},
       {"card-memory-uncorrectable",
        "uncorrectable errors of an accelerator",
        gpu,

@@ -17,6 +17,8 @@ void clock_not_synchronised(patient& ill) {
   ill.replace("clocksource_time", "NTPSynchronized=yes", "NTPSynchronized=no");
   ill.replace("clocksource_time", "Leap status     : Normal",
               "Leap status     : Not synchronised");
+  ill.set("clocksource_time", "kernel_clock.synchronised", "no");
+  ill.set("clocksource_time", "time.in_step", "no");
 }
 
 void hung_mount(patient& ill) {
@@ -35,18 +37,18 @@ void stale_mount(patient& ill) {
 
 void disk_full(patient& ill) {
   const std::string total = ill.of_class().values.at("disk_kib");
-  ill.remove("fs_local_space", "space: / ext4");
+  ill.remove("fs_local_space", "/: ext4");
   ill.add("fs_local_space",
-          "space: / ext4 total_kib=" + total +
+          "/: ext4 total_kib=" + total +
               " available_kib=2100000 available_percent=0.4 inodes=29000000 "
               "inodes_free=28400000 inodes_free_percent=97.9");
 }
 
 void inodes_used_up(patient& ill) {
   const std::string total = ill.of_class().values.at("disk_kib");
-  ill.remove("fs_local_space", "space: /tmp ext4");
+  ill.remove("fs_local_space", "/tmp: ext4");
   ill.add("fs_local_space",
-          "space: /tmp ext4 total_kib=" + total + " available_kib=" + total +
+          "/tmp: ext4 total_kib=" + total + " available_kib=" + total +
               " available_percent=90.0 inodes=29000000 inodes_free=31200 "
               "inodes_free_percent=0.1");
 }

@@ -110,6 +110,7 @@ void other_path(patient& ill) {
 void other_scheduler(patient& ill) {
   ill.set("block_devices", "/sys/block/nvme0n1/queue/scheduler",
           "none [mq-deadline] ");
+  ill.replace("block_devices", "scheduler none", "scheduler mq-deadline");
 }
 
 void same_host_key(patient& ill) {
@@ -287,7 +288,7 @@ std::vector<fault> system_faults() {
        one,
        before,
        other_scheduler,
-       {{}, {"block.nvme0n1.scheduler"}}},
+       {{}, {"disks.settings"}}},
       {"same-host-key",
        "two machines have the same SSH host keys",
        any,

@@ -4,10 +4,11 @@
 # one line for each value that occurs and the processors that have it.
 
 ranges_awk=
-# shellcheck source=/dev/null
-. "${0%/*}/../common/ranges.sh"
+script_folder=
 # shellcheck source=/dev/null
 . "${0%/*}/../common/prologue.sh"
+# shellcheck source=/dev/null
+. "$script_folder/../common/ranges.sh"
 need_tools awk
 need_file /proc/cpuinfo
 

@@ -6,10 +6,11 @@
 # every processor, and for root only; it is not asked.
 
 ranges_awk=
-# shellcheck source=/dev/null
-. "${0%/*}/../common/ranges.sh"
+script_folder=
 # shellcheck source=/dev/null
 . "${0%/*}/../common/prologue.sh"
+# shellcheck source=/dev/null
+. "$script_folder/../common/ranges.sh"
 need_tools xargs grep awk
 need_file /sys/devices/system/cpu
 

@@ -44,17 +44,27 @@ print_modules() {
     }'
 }
 
+# modules_unknown REASON: not to know them is not the same as to have none.
+modules_unknown() {
+  for unknown in 'dimm.*.*' dimms.slots dimms.filled; do
+    printf 'unreadable: %s: %s\n' "$unknown" "$1"
+  done
+}
+
 table=/sys/firmware/dmi/tables/DMI
 # shellcheck disable=SC2154 # ask_tool sets tool_status and tool_output
 if [ ! -e "$ROOT$table" ]; then
   missing "$table"
+  modules_unknown "the firmware has no table"
 elif [ ! -r "$ROOT$table" ]; then
   printf 'unreadable: %s: Permission denied\n' "$table"
-elif ask_tool dmidecode -t 17; then
-  if [ "$tool_status" -eq 0 ]; then
-    printf '%s\n' "$tool_output" | print_modules
-  else
-    incomplete dmidecode
-  fi
+  modules_unknown "Permission denied"
+elif ! ask_tool dmidecode -t 17; then
+  modules_unknown "no dmidecode"
+elif [ "$tool_status" -eq 0 ]; then
+  printf '%s\n' "$tool_output" | print_modules
+else
+  incomplete dmidecode
+  modules_unknown "dmidecode: exit status $tool_status"
 fi
 finish

@@ -7,10 +7,11 @@
 # `start` is what this script was started with, which depends on the way.
 
 mask_awk=
-# shellcheck source=/dev/null
-. "${0%/*}/../common/mask.sh"
+script_folder=
 # shellcheck source=/dev/null
 . "${0%/*}/../common/prologue.sh"
+# shellcheck source=/dev/null
+. "$script_folder/../common/mask.sh"
 need_tools timeout env cat tr awk sort sh
 
 # A variable a line: the kernel ends each with a NUL, so that a line inside a

@@ -4,10 +4,11 @@
 #
 # Messages of the driver (Xid) are the kernel's, and kmsg_errors has them.
 
-# shellcheck source=/dev/null
-. "${0%/*}/../common/nvidia.sh"
+script_folder=
 # shellcheck source=/dev/null
 . "${0%/*}/../common/prologue.sh"
+# shellcheck source=/dev/null
+. "$script_folder/../common/nvidia.sh"
 need_tools xargs grep awk timeout env
 
 nvidia=no

@@ -2,12 +2,13 @@
 # Graphics cards and accelerators: models, firmware, driver, limits and links.
 # Serial numbers and identifiers are left out, and so is what changes by use.
 
-# shellcheck source=/dev/null
-. "${0%/*}/../common/nvidia.sh"
-# shellcheck source=/dev/null
-. "${0%/*}/../common/json.sh"
+script_folder=
 # shellcheck source=/dev/null
 . "${0%/*}/../common/prologue.sh"
+# shellcheck source=/dev/null
+. "$script_folder/../common/nvidia.sh"
+# shellcheck source=/dev/null
+. "$script_folder/../common/json.sh"
 need_tools xargs grep awk timeout env
 
 nvidia=no
@@ -71,6 +72,7 @@ fi
 if [ "$amd" = yes ]; then
   if ! command -v rocm-smi >/dev/null 2>&1; then
     missing rocm-smi
+    printf 'unreadable: amd.*.*: no rocm-smi\n'
   elif [ -z "$ROOT" ] || [ -n "${ZELK_PROVIDER_PATH:-}" ]; then
     text=$(bounded 30 env -i PATH="$PATH" LC_ALL=C HOME=/ rocm-smi --showproductname --showvbios \
       --showdriverversion --showmaxpower --showperflevel --json)

@@ -4,10 +4,11 @@
 # volatile.
 
 mask_awk=
-# shellcheck source=/dev/null
-. "${0%/*}/../common/mask.sh"
+script_folder=
 # shellcheck source=/dev/null
 . "${0%/*}/../common/prologue.sh"
+# shellcheck source=/dev/null
+. "$script_folder/../common/mask.sh"
 need_tools awk
 need_file /proc/cmdline
 
@@ -23,8 +24,11 @@ awk "$mask_awk"'
     return mask_text(text)
   }
 
+  # By its name, or by a value that names a disk or a network card.
   function is_of_this_node(text) {
-    return text ~ /^(BOOT_IMAGE|BOOTIF|bootdev|root|resume|resume_offset|ip|ifname|(systemd\.)?hostname|nfsroot|netroot|wwid|wwuuid|rd\.(luks|md|lvm|iscsi|znet)[._a-z]*)=/
+    return text ~ /^(BOOT_IMAGE|BOOTIF|bootif|bootdev|root|resume|resume_offset|ip|ifname|nfsroot|netroot|wwid|wwuuid|uuid|ds|((systemd|rd)\.)?(hostname|host_?name|machine_id)|HOSTNAME|(spl\.spl_)?hostid|(rd\.)?(luks|md|lvm|iscsi|znet)[._a-z]*)=/ ||
+           text ~ /[^A-Za-z](PART)?UUID=/ || text ~ /\/dev\/disk\/by-/ ||
+           text ~ /=.*[0-9a-fA-F][0-9a-fA-F]([:-][0-9a-fA-F][0-9a-fA-F])([:-][0-9a-fA-F][0-9a-fA-F])([:-][0-9a-fA-F][0-9a-fA-F])([:-][0-9a-fA-F][0-9a-fA-F])([:-][0-9a-fA-F][0-9a-fA-F])/
   }
 
   function take_parameter() {

@@ -8,14 +8,29 @@ need_file /sys/class/net
 
 # The kernel forbids blanks and slashes in a link's name, and nothing else. A
 # name with control characters would break the lines of the evidence.
+# list_links KIND: those that stay (lasting), or that come and go with containers
+# and virtual machines (passing) and are called so by whatever made them.
 list_links() {
   for link in "$ROOT"/sys/class/net/*/; do
     link=${link%/}
     case ${link##*/} in
       '*' | *[[:cntrl:][:space:]:]*) continue ;;
     esac
-    list_link "$link"
+    kind=lasting
+    ! is_passing "$link" || kind=passing
+    [ "$kind" != "$1" ] || list_link "$link"
   done
+}
+
+is_passing() {
+  [ ! -e "$1/device" ] || return 1
+  case ${1##*/} in
+    veth* | cali* | lxc* | lxd* | cni* | flannel* | docker* | podman* | cilium* | kube-* | \
+      nodelocaldns | weave* | vxlan-* | vxlan.* | tunl[0-9]* | azv* | eni* | tap* | vnet* | \
+      virbr* | macvtap* | \
+      br-[0-9a-f][0-9a-f][0-9a-f][0-9a-f][0-9a-f][0-9a-f][0-9a-f][0-9a-f]*) return 0 ;;
+  esac
+  return 1
 }
 
 list_link() {
@@ -30,5 +45,10 @@ list_link() {
 for link in "$ROOT"/sys/class/net/*[[:cntrl:][:space:]:]*/; do
   [ -d "$link" ] && incomplete "a link's name has blanks or control characters"
 done
-list_links | print_files || incomplete "files of /sys/class/net"
+list_links lasting | print_files || incomplete "files of /sys/class/net"
+# These may vanish while they are being read.
+# shellcheck disable=SC2016 # the dollars belong to awk
+list_links passing | print_files | awk '
+  /^unreadable: / { next }
+  { print "volatile: " $0 }'
 finish

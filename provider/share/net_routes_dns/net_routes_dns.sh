@@ -7,44 +7,116 @@ tool_status=
 tool_seconds=
 # shellcheck source=/dev/null
 . "${0%/*}/../common/prologue.sh"
-need_tools xargs grep awk
+need_tools grep awk sh timeout
+run_within 60
 
 # A node that routes for others may know a million routes.
 most_routes=2000
 
-# ask_ip SOURCE ARGUMENT...: what `ip` says, without the lifetimes of addresses,
-# which run down. Blanks at line ends come and go with its versions.
+# Whether a link is one that containers and virtual machines bring along.
+# shellcheck disable=SC2016 # the dollars belong to awk
+passing_awk='
+  function is_passing(link) {
+    return link ~ /^(veth|cali|lxc|lxd|cni|flannel|docker|podman|cilium|kube-|nodelocaldns|weave|vxlan[-.]|tunl[0-9]|azv|eni|tap|vnet|virbr|macvtap|br-[0-9a-f][0-9a-f][0-9a-f][0-9a-f][0-9a-f][0-9a-f][0-9a-f][0-9a-f])/
+  }'
+
+# ask_ip SOURCE ARGUMENT...: what `ip` says, in `ip_lines`, an address, route or
+# rule a line: without lifetimes, which run down, and with the next hops of a
+# route behind it. Blanks at line ends come and go with versions of the tool.
 ask_ip() {
   ip_source=$1
   shift
-  ask_tool ip "$@" || return 0
+  ip_lines=
+  if ! ask_tool ip "$@"; then
+    printf 'unreadable: %s: no ip\n' "$ip_source"
+    return
+  fi
   # What it says when it fails is no route.
-  [ "$tool_status" -eq 0 ] || ip_source="failed: ip"
+  if [ "$tool_status" -ne 0 ]; then
+    printf 'unreadable: %s: ip: exit status %s\n' "$ip_source" "$tool_status"
+    [ -z "$tool_output" ] || printf '%s\n' "$tool_output" | awk 'NF { print "failed: ip: " $0 }'
+    return
+  fi
   # shellcheck disable=SC2016 # the dollars belong to awk
-  printf '%s\n' "$tool_output" | awk -v source="$ip_source" -v most="$most_routes" '
+  ip_lines=$(printf '%s\n' "$tool_output" | awk '
+    function flush() { if (line != "") print line; line = "" }
     $0 == "" { next }
-    ++count > most { next }
     {
       sub(/ valid_lft [^ ]+ preferred_lft [^ ]+/, "")
       sub(/\\ *$/, "")
       sub(/ expires -?[0-9]+sec/, "")
+      is_hop = /^[ \t]+nexthop / && line != ""
       gsub(/[ \t]+/, " ")
       sub(/ $/, "")
-      print source ": " $0
+      if (is_hop) { line = line $0; next }
+      flush()
+      line = $0
     }
-    END { if (count > most) print "skipped: " source ": " count - most " more" }'
+    END { flush() }')
+}
+
+print_ip() {
+  [ -z "$ip_lines" ] || printf '%s\n' "$ip_lines" |
+    awk -v source="$1" -v most="$most_routes" '
+      NR > most { next }
+      { print source ": " $0 }
+      END { if (NR > most) print "skipped: " source ": " NR - most " more" }'
+}
+
+# print_routes SOURCE: what the kernel or a service chose by itself (preference,
+# metric, the own address) is put behind the rest, so that what lies in front of
+# it can be compared. A route to an own address, and those of containers, are
+# called volatile.
+print_routes() {
+  # shellcheck disable=SC2016 # the dollars belong to awk
+  [ -z "$ip_lines" ] || printf '%s\n' "$ip_lines" |
+    awk -v source="$1" -v most="$most_routes" -v own="$own_addresses" "$passing_awk"'
+      BEGIN { count = split(own, list, " "); for (i = 1; i <= count; i++) is_own[list[i]] }
+      function moved(name,    found) {
+        if (!match($0, " " name " [^ ]+")) return
+        found = substr($0, RSTART, RLENGTH)
+        $0 = substr($0, 1, RSTART - 1) substr($0, RSTART + RLENGTH)
+        behind = behind found
+      }
+      NR > most { next }
+      {
+        behind = ""
+        moved("pref")
+        moved("metric")
+        moved("src")
+        to = $1
+        sub(/\/(32|128)$/, "", to)
+        link = match($0, / dev [^ ]+/) ? substr($0, RSTART + 5, RLENGTH - 5) : ""
+        passes = to in is_own || is_passing(link) || / proto (bird|cilium|80|kube)( |$)/
+        print (passes ? "volatile: " : "") source ": " $0 behind
+      }
+      END { if (NR > most) print "skipped: " source ": " NR - most " more" }'
 }
 
 ask_ip address -o address show
+# shellcheck disable=SC2016 # the dollars belong to awk
+own_addresses=$(printf '%s\n' "$ip_lines" | awk '
+  $3 ~ /^inet6?$/ { sub(/\/.*/, "", $4); printf "%s ", $4 }')
+print_ip address
 ask_ip route4 -4 route show
+print_routes route4
 ask_ip route6 -6 route show
+print_routes route6
 ask_ip rule4 -4 rule show
+print_ip rule4
 ask_ip rule6 -6 rule show
+print_ip rule6
 
-list_present "$ROOT/etc/resolv.conf" "$ROOT/etc/nsswitch.conf" "$ROOT/etc/host.conf" \
-  "$ROOT/etc/gai.conf" "$ROOT/etc/hosts" |
-  print_settings || incomplete "files of name resolution"
-[ -e "$ROOT/etc/resolv.conf" ] || missing /etc/resolv.conf
+names_evidence=$(print_etc_settings needed /etc/resolv.conf) || incomplete /etc/resolv.conf
+[ -z "$names_evidence" ] || printf '%s\n' "$names_evidence"
+# That the file is missing is a state of the node, not something unread.
+case $names_evidence in
+  missing:*) printf 'resolv_conf: missing\n' ;;
+  unreadable:*) printf 'unreadable: resolv_conf: %s\n' "${names_evidence#*: *: }" ;;
+  *) printf 'resolv_conf: present\n' ;;
+esac
+print_etc_settings optional /etc/nsswitch.conf /etc/host.conf /etc/gai.conf /etc/hosts ||
+  incomplete "files of name resolution"
 
 # A name server that does not answer is a finding, not a failure of this script.
 lookup_own_name() {

@@ -7,29 +7,41 @@
 
 tool_output=
 tool_status=
+granted=
 # shellcheck source=/dev/null
 . "${0%/*}/../common/prologue.sh"
-need_tools timeout env awk sort
-has_manager() {
-  for manager in dpkg-query rpm apk pacman; do
-    command -v "$manager" >/dev/null 2>&1 && return 0
-  done
-  return 1
-}
-has_manager || tool_missing "dpkg-query, rpm, apk or pacman"
+need_tools timeout env sh awk sort
+run_within 60
+
+# Even a look at a name may wait for ever, so a child does it. Without an answer
+# each of them is asked.
+known='dpkg-query rpm apk pacman'
+# shellcheck disable=SC2016,SC2086 # for the child; words on purpose
+managers=$(bounded 5 sh -c '
+  for manager do command -v "$manager" >/dev/null 2>&1 && echo "$manager"; done
+  exit 0' sh $known) || managers=$known
+[ -n "$managers" ] || tool_missing "dpkg-query, rpm, apk or pacman"
+# shellcheck disable=SC2086 # words on purpose
+set -- $managers
+managers=" $* "
+managers_left=$#
 
 # The database of a large system is read from disk, and rpm waits for a lock.
-# shellcheck disable=SC2034 # ask_tool reads it
-tool_seconds=20
+manager_seconds=20
 
 # ask_manager AWK-PROGRAM TOOL ARGUMENT...: the program turns what the tool says
 # into lines of evidence; what it does not know is a complaint of the tool.
 ask_manager() {
   manager_awk=$1
   shift
-  command -v "$1" >/dev/null 2>&1 || return 0
+  case $managers in *" $1 "*) ;; *) return 0 ;; esac
+  # shellcheck disable=SC2034 # ask_tool reads it
+  ! grant_seconds "$manager_seconds" "$managers_left" || tool_seconds=$granted
+  managers_left=$((managers_left - 1))
   ask_tool "$@" || return 0
   [ "$tool_status" -eq 0 ] || incomplete "$1"
+  # What was said until then is no list.
+  [ "$tool_status" -ne 124 ] || return 0
   [ -z "$tool_output" ] ||
     printf '%s\n' "$tool_output" | awk -v tool="$1" "$manager_awk"' { print "failed: " tool ": " $0 }'
 }
@@ -65,6 +77,10 @@ evidence=$(
   [ -z "$incomplete_reason" ] || exit 83
 ) || incomplete "a package manager gave no full answer"
 
-printf '%s\n' "$evidence" | sort
-printf '%s\n' "$evidence" | awk '/^package: / { count++ } END { print "packages.count: " count + 0 }'
+[ -z "$evidence" ] || printf '%s\n' "$evidence" | sort
+if [ -n "$incomplete_reason" ]; then
+  printf 'unreadable: packages.count: %s\n' "$incomplete_reason"
+else
+  printf '%s\n' "$evidence" | awk '/^package: / { count++ } END { print "packages.count: " count + 0 }'
+fi
 finish

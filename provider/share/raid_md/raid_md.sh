@@ -45,11 +45,23 @@ fi
     print "md.rebuilding: " busy + 0
   }' "$mdstat"
 
+# What the controller has is not known, which is not the same as no drive.
+drives_unknown() {
+  for unknown in storcli controller.drives controller.drives_not_optimal; do
+    printf 'unreadable: %s: %s\n' "$unknown" "$1"
+  done
+}
+
 # Lines of the table of virtual drives begin with group/number.
 # shellcheck disable=SC2034 # ask_tool reads it
 tool_seconds=20
-if [ -n "$controller_tool" ] && ask_tool "$controller_tool" /call/vall show; then
-  # shellcheck disable=SC2016,SC2154 # dollars of awk; ask_tool sets tool_output
+# shellcheck disable=SC2154 # ask_tool sets tool_status and tool_output
+if [ -z "$controller_tool" ] || ! ask_tool "$controller_tool" /call/vall show; then
+  drives_unknown "no storcli or perccli"
+elif [ "$tool_status" -ne 0 ]; then
+  drives_unknown "$controller_tool: exit status $tool_status"
+else
+  # shellcheck disable=SC2016 # the dollars belong to awk
   printf '%s\n' "$tool_output" | awk -v tool="$controller_tool" '
     /^Controller = / { print tool ": " $0 }
     /^Status = / || /^Description = / { print tool ": " $0 }

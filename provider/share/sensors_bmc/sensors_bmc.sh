@@ -8,6 +8,8 @@
 # minute for a thousand of them is usual.
 
 hours=${SENSORS_SEL_HOURS:-24}
+tool_output=
+tool_status=
 # shellcheck source=/dev/null
 . "${0%/*}/../common/prologue.sh"
 need_tools xargs grep awk date
@@ -123,21 +125,53 @@ print_recent_entries() {
     }'
 }
 
+# What the controller would tell is not known, which is not the same as a
+# controller without sensors or a log without entries.
+sensors_unknown() { printf 'unreadable: ipmitool: %s\n' "$1"; }
+log_unknown() {
+  for unknown in sel.entries sel.undated sel.recent sel.entry; do
+    printf 'unreadable: %s: %s\n' "$unknown" "$1"
+  done
+}
+
+# ask_controller ARGUMENT...: a part of the sensors may be told even when the
+# tool fails in the end.
+# shellcheck disable=SC2154 # ask_tool sets tool_status
+ask_controller() {
+  run_tool ipmitool "$@"
+  [ "$tool_status" -eq 0 ] || sensors_unknown "ipmitool $1: exit status $tool_status"
+}
+
+# shellcheck disable=SC2034,SC2154 # ask_tool reads tool_seconds, sets the others
+ask_all() {
+  tool_seconds=10
+  ask_controller mc info
+  tool_seconds=30
+  ask_controller sdr
+  tool_seconds=60
+  ask_tool ipmitool sel elist
+  if [ "$tool_status" -ne 0 ]; then
+    log_unknown "ipmitool sel: exit status $tool_status"
+  elif ! printf '%s\n' "$tool_output" | print_recent_entries; then
+    incomplete "the log of the management controller"
+  fi
+}
+
+unknown_reason=
 if [ -z "$controller" ]; then
   missing /dev/ipmi0
+  unknown_reason="no /dev/ipmi0"
 elif [ ! -r "$ROOT$controller" ]; then
   printf 'unreadable: %s: Permission denied\n' "$controller"
+  unknown_reason="Permission denied"
+elif ! command -v ipmitool >/dev/null 2>&1; then
+  missing ipmitool
+  unknown_reason="no ipmitool"
+fi
+if [ -z "$unknown_reason" ]; then
+  ask_all
 else
-  tool_seconds=10
-  run_tool ipmitool mc info
-  tool_seconds=30
-  run_tool ipmitool sdr
-  # shellcheck disable=SC2034 # ask_tool reads it
-  tool_seconds=60
-  # shellcheck disable=SC2154 # ask_tool sets tool_status and tool_output
-  if command -v ipmitool >/dev/null 2>&1 && ask_tool ipmitool sel elist; then
-    [ "$tool_status" -ne 0 ] || printf '%s\n' "$tool_output" | print_recent_entries ||
-      incomplete "the log of the management controller"
-  fi
+  sensors_unknown "$unknown_reason"
+  log_unknown "$unknown_reason"
 fi
 finish

@@ -8,8 +8,11 @@
 
 # shellcheck source=/dev/null
 . "${0%/*}/../common/prologue.sh"
-need_tools xargs grep awk sort id
+need_tools xargs sh timeout grep awk sort id
+run_within 60
 [ -e "$ROOT/proc/loadavg" ] || not_applicable "/proc/loadavg is not on this machine"
+# Every machine has a first process, and hidepid hides it with the others.
+[ -r "$ROOT/proc/1/status" ] || no_permission "/proc hides the processes of others"
 
 printf 'uid: %s\n' "$(id -u)"
 list_present "$ROOT/proc/loadavg" "$ROOT/proc/pressure/cpu" "$ROOT/proc/pressure/memory" \
@@ -19,10 +22,12 @@ list_present "$ROOT/proc/loadavg" "$ROOT/proc/pressure/cpu" "$ROOT/proc/pressure
 # Accounts of people begin here, unless the system says otherwise; 65534 is
 # nobody.
 least_uid=1000
-if [ -r "$ROOT/etc/login.defs" ]; then
-  said_uid=$(awk '$1 == "UID_MIN" && $2 ~ /^[0-9]+$/ { print $2; exit }' "$ROOT/etc/login.defs")
-  least_uid=${said_uid:-$least_uid}
-fi
+# shellcheck disable=SC2016 # the dollars belong to awk
+login_defs=$(print_etc optional /etc/login.defs) || incomplete /etc/login.defs
+printf '%s\n' "$login_defs" | awk '/^unreadable: /'
+said_uid=$(printf '%s\n' "$login_defs" | awk '
+  $1 == "/etc/login.defs:" && $2 == "UID_MIN" && $3 ~ /^[0-9]+$/ { print $3; exit }')
+least_uid=${said_uid:-$least_uid}
 printf 'users.least_number: %s\n' "$least_uid"
 
 # Processes end while they are listed, so files that are gone are no error.

@@ -3,7 +3,8 @@
 
 # shellcheck source=/dev/null
 . "${0%/*}/../common/prologue.sh"
-need_tools uname xargs grep awk
+need_tools uname sh timeout grep awk
+run_within 60
 
 for field in s:sysname n:nodename r:release v:version m:machine; do
   value=$(uname "-${field%%:*}") || incomplete "uname -${field%%:*}"
@@ -12,11 +13,18 @@ done
 
 # The second place is where the first one points, if it is there at all.
 os_release=/etc/os-release
-[ -e "$ROOT$os_release" ] || os_release=/usr/lib/os-release
-if [ -e "$ROOT$os_release" ]; then
-  list_present "$ROOT$os_release" | print_files || incomplete "$os_release"
-else
-  missing /etc/os-release
-  incomplete "no os-release file"
-fi
+evidence=$(print_etc needed "$os_release") || incomplete "$os_release"
+case $evidence in
+  missing:*)
+    os_release=/usr/lib/os-release
+    evidence=$(print_etc needed "$os_release") || incomplete "$os_release"
+    ;;
+esac
+case $evidence in
+  missing:*)
+    missing /etc/os-release
+    incomplete "no os-release file"
+    ;;
+  *) printf '%s\n' "$evidence" ;;
+esac
 finish

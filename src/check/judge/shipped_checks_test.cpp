@@ -109,7 +109,7 @@ void healthy_cluster::put_software() {
   list("services", "units.failed", "");
   text("services", "service.slurmd", "active running");
   text("clocksource_time", "clock.source", "tsc");
-  text("clocksource_time", "time.synchronised", "true");
+  text("clocksource_time", "time.in_step", "true");
   auto& key = text("ssh_hostkeys", "ssh.hostkey.ED25519", "")
                   .compare(facts::comparison::unique);
   auto& boot =
@@ -200,8 +200,7 @@ std::vector<fault> faults_of_one_node() {
       text_fault("sysctl-differs", warning, "sysctl.vm/swappiness", "60"),
       number_fault("clock-off", critical, "time.offset", 2.0),
       number_fault("clock-offset", warning, "time.offset", 0.2),
-      text_fault("clock-not-synchronised", warning, "time.synchronised",
-                 "false"),
+      text_fault("clock-not-synchronised", warning, "time.in_step", "false"),
       text_fault("clocksource-differs", warning, "clock.source", "hpet"),
       text_fault("fs-hung", critical, "filesystem./scratch.state", "hung"),
       text_fault("mount-differs", warning, "mount./scratch.options", "ro"),

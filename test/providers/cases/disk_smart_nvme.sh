@@ -55,7 +55,11 @@ smart_ata='{
           "value": 43800,
           "string": "43800"
         }
-      }
+      },
+      {"id": 187, "name": "Reported_Uncorrect", "when_failed": "", "raw": {"value": 3, "string": "3"}},
+      {"id": 197, "name": "Current_Pending_Sector", "when_failed": "", "raw": {"value": 33, "string": "33"}},
+      {"id": 198, "name": "Offline_Uncorrectable", "when_failed": "", "raw": {"value": 12, "string": "12"}},
+      {"id": 199, "name": "UDMA_CRC_Error_Count", "when_failed": "past", "raw": {"value": 17179869192, "string": "8 (0 4)"}}
     ]
   },
   "power_on_time": {
@@ -122,9 +126,11 @@ test_disk_smart_nvme() {
   ln -s "$trees/disk_smart_nvme-tools" "$scratch/smart"
   shell="env ZELK_PROVIDER_PATH=$scratch/smart:$usual"
   for line in "smart.sda.smart_status.passed: false" "smart.sda.firmware_version: NE07" \
-    "smart.sda.ata_smart_attributes.table.0.name: Reallocated_Sector_Ct" \
-    "smart.sda.ata_smart_attributes.table.0.when_failed: now" \
-    "smart.sda.ata_smart_attributes.table.1.raw.value: 43800" \
+    "smart.sda.attribute.5.name: Reallocated_Sector_Ct" "smart.sda.attribute.5.failed: now" \
+    "smart.sda.attribute.5.raw: 4711" "smart.sda.attribute.9.failed: never" \
+    "smart.sda.attribute.9.raw: 43800" "smart.sda.attribute.197.raw: 33" \
+    "smart.sda.attribute.199.raw: 8" "smart.sda.attribute.199.failed: past" \
+    "smart.kinds: 1 x ST1000NX0423, firmware NE07" \
     'smart.sda.model_family: Example \"Exos\"' \
     "smart.nvme0.nvme_smart_health_information_log.media_errors: 2" \
     "smart.nvme0.smart_status.passed: true" "smart.sdb.scsi_grown_defect_list: 3" \
@@ -135,6 +141,7 @@ test_disk_smart_nvme() {
   check "disk health: no serial number" lacks disk_smart_nvme SERIAL
   check "disk health: no world-wide name" lacks disk_smart_nvme 'wwn\|eui64\|2823460231'
   test_disk_without_smartctl
+  test_disk_refuses
   test_disk_hung
   shell=
   tree=disk_smart_nvme-virtual
@@ -145,10 +152,14 @@ test_disk_smart_nvme() {
 test_disk_without_smartctl() {
   bare=$scratch/smart-bare
   mkdir "$bare"
-  for tool in xargs grep awk timeout env cat; do ln -s "$(command -v "$tool")" "$bare/$tool"; done
+  for tool in xargs grep awk sort timeout env cat; do ln -s "$(command -v "$tool")" "$bare/$tool"; done
   shell="env ZELK_PROVIDER_PATH=$bare"
   check "disk health: no tool" gives 0 disk_smart_nvme "missing: smartctl"
   check "disk health: no tool for this disk either" gives 0 disk_smart_nvme "missing: nvme"
+  check "disk health: without a tool nothing is known of a disk" gives 0 disk_smart_nvme \
+    "unreadable: smart.sda.*: no smartctl"
+  check "disk health: nor how many of a kind there are" gives 0 disk_smart_nvme \
+    "unreadable: smart.kinds: no smartctl and no nvme"
   cp "$trees/disk_smart_nvme-nvme/nvme" "$bare"
   check "disk health: the other tool" gives 0 disk_smart_nvme "smart.nvme0.avail_spare: 3"
   shell="env ZELK_PROVIDER_PATH=$scratch/smart:$usual"
@@ -157,7 +168,19 @@ test_disk_without_smartctl() {
   chmod 000 "$trees/disk_smart_nvme/dev/sda"
   check "disk health: a disk for root only" gives 0 disk_smart_nvme \
     "unreadable: /dev/sda: Permission denied"
+  check "disk health: so what it would tell is not known" gives 0 disk_smart_nvme \
+    "unreadable: smart.sda.*: Permission denied"
   chmod 644 "$trees/disk_smart_nvme/dev/sda"
+}
+
+# Behind some controllers a disk does not answer; smartctl says so and ends with 2.
+test_disk_refuses() {
+  refused=$scratch/smart-refused
+  mkdir "$refused"
+  put_tool "$refused/smartctl" 'echo "{\"smartctl\":{\"messages\":[{\"string\":\"Unable to detect device type\",\"severity\":\"error\"}],\"exit_status\":1}}"; exit 1'
+  shell="env ZELK_PROVIDER_PATH=$refused:$usual"
+  check "disk health: a disk that does not answer" gives 0 disk_smart_nvme \
+    "unreadable: smart.sdb.*: Unable to detect device type"
 }
 
 test_disk_hung() {

@@ -82,11 +82,19 @@ test_dmi_bios() {
   check "firmware: no serial number" lacks dmi_bios SERIAL
   shell="env ZELK_PROVIDER_PATH=$scratch/dmi-broken:$usual"
   check "firmware: a tool that fails" gives 83 dmi_bios "failed: dmidecode: exit status 1"
+  bare=$scratch/dmi-bare
+  mkdir "$bare"
+  for tool in xargs grep awk timeout env cat; do ln -s "$(command -v "$tool")" "$bare/$tool"; done
+  shell="env ZELK_PROVIDER_PATH=$bare"
+  check "firmware: no tool" gives 0 dmi_bios "unreadable: dimms.filled: no dmidecode"
   shell=
   if can_be_nobody; then shell=$as_nobody; fi
   chmod 000 "$trees/dmi_bios/sys/firmware/dmi/tables/DMI"
   check "firmware: modules are for root" gives 0 dmi_bios \
     "unreadable: /sys/firmware/dmi/tables/DMI: Permission denied"
+  check "firmware: so they are not known" gives 0 dmi_bios "unreadable: dimm.*.*: Permission denied"
+  check "firmware: nor how many there are" gives 0 dmi_bios \
+    "unreadable: dimms.filled: Permission denied"
   chmod 644 "$trees/dmi_bios/sys/firmware/dmi/tables/DMI"
   shell=
   tree=dmi_bios-none

@@ -5,7 +5,7 @@
 tree_packages() {
   put "$1/etc/os-release" 'ID=test\n'
   packages_tools=$scratch/packages
-  for tool in timeout env awk sort cat; do
+  for tool in timeout env sh awk sort cat sleep; do
     mkdir -p "$packages_tools/none"
     ln -s "$(command -v "$tool")" "$packages_tools/none/$tool"
   done
@@ -28,6 +28,10 @@ END'
   put_tool "$packages_tools/apk/apk" 'printf "musl-1.2.4-r2\nca-certificates-bundle-20230506-r0\n"'
   put_tool "$packages_tools/pacman/pacman" 'printf "zlib 1:1.3-1\nbash 5.2.015-1\n"'
   cp -R "$packages_tools/rpm" "$packages_tools/locked"
+  cp -R "$packages_tools/apk" "$packages_tools/hung"
+  for manager in dpkg-query rpm pacman; do
+    put_tool "$packages_tools/hung/$manager" 'trap "" TERM; echo "package|half|amd64|1.0|"; sleep 60'
+  done
   put_tool "$packages_tools/locked/rpm" 'echo "error: cannot open Packages database" >&2; exit 1'
 }
 
@@ -52,7 +56,22 @@ test_packages() {
   with_tools locked
   check "packages: a database that is locked" gives 83 packages \
     "failed: rpm: error: cannot open Packages database"
+  check "packages: without all of them no count" gives 83 packages \
+    "unreadable: packages.count: a package manager gave no full answer"
+  shell="env ZELK_TIMEOUT=30 ZELK_PROVIDER_PATH=$packages_tools/hung"
+  check "packages: managers that hang end before the time-out" gives_up_hung_managers
   with_tools none
   check "packages: no manager" gives 81 packages
   shell=
+}
+
+gives_up_hung_managers() {
+  run packages
+  [ "$status" -eq 83 ] || { echo "status $status"; return 1; }
+  [ "$ticks" -lt 3000 ] || { echo "took $ticks hundredths of a second"; return 1; }
+  for manager in dpkg-query rpm pacman; do
+    [ "$(grep -c "^unreadable: $manager: no" "$scratch/out")" -eq 1 ] || { cat "$scratch/out"; return 1; }
+  done
+  grep -q -x 'package: musl - 1.2.4-r2' "$scratch/out" || { echo "the one that answers is not there"; return 1; }
+  ! grep 'half\|packages.count: [0-9]' "$scratch/out"
 }

@@ -31,6 +31,7 @@ DG/VD TYPE  State Access Consist Cache Cac sCC       Size Name
 1/1   RAID5 Dgrd  RW     Yes     RWBD  -   ON    5.457 TB data
 --------------------------------------------------------------
 END'
+  put_tool "$1-tools-refused/storcli64" 'echo "Insufficient privileges"; exit 1'
 }
 
 stable_raid_md() { sed '/recovery =\|resync =\|check =/d'; }
@@ -43,6 +44,14 @@ test_raid_md() {
   check "arrays: the table" gives 0 raid_md \
     "/proc/mdstat: md0 : active raid1 nvme1n1p1[1] nvme0n1p1[0]"
   check "arrays: the file" gives 0 raid_md "/sys/block/md1/md/degraded: 1"
+  check "arrays: nothing is known of a controller without its tool" gives 0 raid_md \
+    "unreadable: controller.drives: no storcli or perccli"
+  ln -s "$trees/raid_md-tools-refused" "$scratch/raid-refused"
+  shell="env ZELK_PROVIDER_PATH=$scratch/raid-refused:/usr/sbin:/usr/bin:/sbin:/bin"
+  check "arrays: nor with one that fails" gives 0 raid_md \
+    "unreadable: controller.drives: storcli64: exit status 1"
+  check "arrays: which counts no drives" lacks raid_md '^controller.drives'
+  shell=
   tree=raid_md-whole
   check "arrays: a whole one" gives 0 raid_md "md.degraded: 0"
   tree=raid_md-empty

@@ -39,6 +39,8 @@ Fan1A            | 8400 RPM          | ok
 Fan2A            | 0 RPM             | cr
 Inlet Temp       | 22 degrees C      | ok
 PS Redundancy    | disabled          | ns
+Temp: Exhaust    | 41 degrees C      | ok
+Pwr Consumption  | 322 Watts         | ok
 END
 ;;
 sel) cat <<END
@@ -56,6 +58,26 @@ esac'
 }
 
 stable_sensors_bmc() { sed 's/[0-9].*$//; /^hwmon\.fans_still: /d; /^ipmitool: /d; /^sel\./d'; }
+
+# A tool that is not here, and one that fails in the log.
+test_controller_silent() {
+  bare=$scratch/bmc-bare
+  mkdir "$bare"
+  for tool in xargs grep awk date timeout env cat; do ln -s "$(command -v "$tool")" "$bare/$tool"; done
+  shell="env ZELK_PROVIDER_PATH=$bare"
+  check "sensors: no tool" gives 0 sensors_bmc "unreadable: ipmitool: no ipmitool"
+  check "sensors: no log without the tool" gives 0 sensors_bmc "unreadable: sel.recent: no ipmitool"
+  # shellcheck disable=SC2016 # the text is a script
+  put_tool "$bare/ipmitool" 'case $1 in
+mc) echo "Firmware Revision         : 6.10" ;;
+*) echo "Get SEL Info command failed" >&2; exit 1 ;; esac'
+  check "sensors: a part of the tool fails" gives 0 sensors_bmc \
+    "unreadable: ipmitool: ipmitool sdr: exit status 1"
+  check "sensors: the log fails" gives 0 sensors_bmc \
+    "unreadable: sel.entries: ipmitool sel: exit status 1"
+  check "sensors: the other part is told" gives 0 sensors_bmc \
+    "ipmitool: Firmware Revision         : 6.10"
+}
 
 test_sensors_bmc() {
   ln -s "$trees/sensors_bmc-tools" "$scratch/bmc"
@@ -75,6 +97,7 @@ test_sensors_bmc() {
   check "sensors: all entries" gives 0 sensors_bmc "sel.entries: 3"
   check "sensors: entries without a date" gives 0 sensors_bmc "sel.undated: 1"
   check "sensors: nothing of years ago" lacks sensors_bmc "Correctable ECC"
+  test_controller_silent
   shell="env SENSORS_SEL_HOURS=x"
   check "sensors: a window that is no number" gives 2 sensors_bmc
   shell=
@@ -82,6 +105,9 @@ test_sensors_bmc() {
   chmod 000 "$trees/sensors_bmc/dev/ipmi0"
   check "sensors: the controller is for root" gives 0 sensors_bmc \
     "unreadable: /dev/ipmi0: Permission denied"
+  check "sensors: so its sensors are not known" gives 0 sensors_bmc \
+    "unreadable: ipmitool: Permission denied"
+  check "sensors: nor its log" gives 0 sensors_bmc "unreadable: sel.entry: Permission denied"
   chmod 644 "$trees/sensors_bmc/dev/ipmi0"
   shell=
   tree=sensors_bmc-bmc

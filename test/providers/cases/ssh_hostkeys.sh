@@ -21,12 +21,18 @@ test_ssh_hostkeys() {
     "hostkey: ED25519 256 SHA256:agHP+RaDOoQ8p/1yxvjuemqWRbDBqDi4XDMZGSzlxTc"
   check "host keys: a broken one is not passed over" gives 83 ssh_hostkeys \
     "failed: ssh-keygen: exit status 255"
+  check "host keys: it is named" gives 83 ssh_hostkeys \
+    "unreadable: hostkey: /etc/ssh/ssh_host_rsa_key.pub: ssh-keygen: exit status 255"
   check "host keys: no private key, no comment" lacks ssh_hostkeys 'hunter2\|image'
   mkdir "$scratch/no-keygen"
-  ln -s "$(command -v awk)" "$scratch/no-keygen"
+  for tool in awk sh timeout env; do ln -s "$(command -v "$tool")" "$scratch/no-keygen"; done
   shell="env ZELK_PROVIDER_PATH=$scratch/no-keygen"
   check "host keys: no tool" gives 81 ssh_hostkeys
   tree=ssh_hostkeys-none
   shell=
   check "host keys: none" gives 80 ssh_hostkeys
+  can_be_nobody || return
+  chmod 711 "$trees/$tree/etc/ssh"
+  shell=$as_nobody
+  check "host keys: a folder that keeps its names to itself" gives 82 ssh_hostkeys
 }

@@ -18,6 +18,8 @@ tree_stray_processes() {
   put_process "$1" 2004 nobodys 65534 100
   put_process "$1" 2005 daemon 499 100
   mkdir -p "$1-none/proc"
+  put "$1-hidden/proc/loadavg" '3.10 2.05 1.00 2/300 4242\n'
+  put_process "$1-hidden" 4000 sh 501 100
 }
 
 test_stray_processes() {
@@ -33,7 +35,10 @@ test_stray_processes() {
   check "a kernel that measures no pressure" gives 0 stray_processes "missing: /proc/pressure"
   tree=stray_processes-none
   check "strays: no /proc" gives 80 stray_processes
+  tree=stray_processes-hidden
+  check "strays: a /proc that hides the others" gives 82 stray_processes
   tree=
+  check "strays: a login.defs that leads to a mount that never answers" strays_beside_stuck_mount
   check "strays: the chain that started the script is none" is_no_stray
 }
 
@@ -43,4 +48,19 @@ is_no_stray() {
   if ! can_be_nobody; then echo "skipped: not root"; return 0; fi
   shell='setpriv --reuid=54321 --regid=54321 --clear-groups'
   gives 0 stray_processes "processes.of_users: 0" || { cat "$scratch/out"; return 1; }
+}
+
+strays_beside_stuck_mount() {
+  links="$scratch/strays tree"
+  mkdir -p "$scratch/stuck" "$links/etc"
+  cp -R "$trees/stray_processes/proc" "$links"
+  ln -s "$scratch/stuck/x" "$links/etc/login.defs"
+  timeout 60 "$here/stuck_mount.py" "$scratch/stuck" env "ZELK_PROVIDER_ROOT=$links" \
+    "$share/stray_processes/stray_processes.sh" >"$scratch/out" 2>"$scratch/err"
+  status=$?
+  if [ "$status" -eq 77 ]; then echo "skipped: no root or no FUSE"; return 0; fi
+  [ "$status" -eq 83 ] || { echo "status $status"; cat "$scratch/out" "$scratch/err"; return 1; }
+  for line in 'unreadable: /etc/login.defs: no answer in 5 s' 'job_step: slurmstepd x 1'; do
+    grep -q -F -x "$line" "$scratch/out" || { echo "no '$line'"; cat "$scratch/out"; return 1; }
+  done
 }
