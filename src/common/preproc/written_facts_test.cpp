@@ -92,8 +92,8 @@ TEST_F(read_written_facts_, says_what_the_schema_expected) {
        "3: expected in 'type' of 'fact': text, integer, number or boolean; "
        "found 'int'"},
       {"<facts>\n<fact name='a' compare='never'/></facts>",
-       "3: expected in 'compare' of 'fact': equal, outlier, counter, unique or "
-       "volatile; found 'never'"},
+       "3: expected in 'compare' of 'fact': equal, outlier, counter, unique, "
+       "volatile or state; found 'never'"},
       {"<facts><fact name='a'>x</fact></facts>",
        "2: expected in 'fact': nothing but white space; found 'x'"},
       {"<facts/>\n<facts/>", "3: expected 'facts' only once in 'provider'"},
