@@ -65,6 +65,8 @@ wait_for(lambda: descriptors() < connected, "it to be let go", 15)
 good.send(numbered("good", 1))
 wait_for(lambda: stored() == 3, "the one that answers")
 stopped.send_signal(signal.SIGCONT)
+# What it sends before it knows of the end of its connection is lost.
+wait_for(lambda: descriptors() >= connected, "it to come back")
 stopped.communicate(b"\n", 30)
 wait_for(lambda: stored() == 4, "its second record")
 
