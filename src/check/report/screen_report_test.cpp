@@ -56,8 +56,8 @@ TEST(screen_report, begins_with_the_verdict_and_the_worst) {
 }
 
 TEST(screen_report, keeps_to_the_lines_and_columns_of_the_terminal) {
-  for (const std::size_t count : {0, 10, 100, 1000})
-    for (const std::size_t height : {24, 40, 60}) {
+  for (const std::size_t count : {0U, 10U, 100U, 1000U})
+    for (const std::size_t height : {24U, 40U, 60U}) {
       SCOPED_TRACE(testing::Message() << count << " in " << height);
       const std::vector<std::string> lines =
           lines_of(text_of(with_checks(count), screen_of(height)));
@@ -121,7 +121,7 @@ TEST(screen_report, says_that_only_some_checks_were_looked_at) {
   judgement judged = example_judgement();
   judged.with.checks = {"mem-size"};
   judged.with.skipped = {"net-*"};
-  for (const std::size_t height : {0, 40}) {
+  for (const std::size_t height : {0U, 40U}) {
     const std::string text = text_of(judged, screen_of(height));
     EXPECT_TRUE(holds(text, "\nOnly these checks were looked at: mem-size\n"));
     EXPECT_TRUE(holds(text, "\nLeft out: net-*\n"));
