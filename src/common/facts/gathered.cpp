@@ -305,6 +305,7 @@ std::uint32_t gathered::joined(std::vector<std::uint32_t>& values,
   std::sort(values.begin(), values.end());
   values.erase(std::unique(values.begin(), values.end()), values.end());
   std::vector<fact_value> sorted;
+  sorted.reserve(values.size());
   for (const std::uint32_t each : values)
     sorted.push_back(values_.at(each, type));
   std::sort(sorted.begin(), sorted.end());
