@@ -21,7 +21,7 @@
 
 namespace zelk::check {
 
-// For several runs: outputs that are equal are read once for all of them.
+// For several runs; of one, outputs that are equal are read once.
 class run_loader {
  public:
   run_loader(datastore::database& base,

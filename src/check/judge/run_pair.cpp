@@ -7,20 +7,6 @@ namespace zelk::check {
 
 namespace {
 
-// Values are told apart by whether they are numbers too: "1" of a text and of
-// an integer are two values.
-struct text_key {
-  std::string text;
-  bool is_number;
-  bool operator==(const text_key&) const = default;
-};
-
-struct text_hash {
-  std::size_t operator()(const text_key& key) const {
-    return std::hash<std::string>()(key.text) * 2 + (key.is_number ? 1 : 0);
-  }
-};
-
 // Which values are those of a fact whose text may be compared with that of
 // another run. Most values of a run are measurements, which never are.
 std::vector<bool> compared_as_text(const run_view& run) {
@@ -60,17 +46,15 @@ void run_pair::match_values() {
   const facts::value_table& old_values = before_.data().values;
   const std::vector<bool> is_text_now = compared_as_text(now_);
   const std::vector<bool> is_text_before = compared_as_text(before_);
-  std::unordered_map<text_key, std::uint32_t, text_hash> numbers;
+  std::unordered_map<facts::fact_value, std::uint32_t> numbers;
   numbers.reserve(static_cast<std::size_t>(
       std::count(is_text_now.begin(), is_text_now.end(), true)));
   for (std::uint32_t i = 0; i < values.size(); ++i)
-    if (is_text_now[i])
-      numbers.emplace(text_key{values.text(i), !values.is_text(i)}, i);
+    if (is_text_now[i]) numbers.emplace(values.at(i), i);
   value_now_.assign(before_.value_count(), foreign_value);
   for (std::uint32_t i = 0; i < old_values.size(); ++i) {
     if (!is_text_before[i]) continue;
-    const auto found =
-        numbers.find(text_key{old_values.text(i), !old_values.is_text(i)});
+    const auto found = numbers.find(old_values.at(i));
     if (found != numbers.end()) value_now_[i] = found->second;
   }
   match_made_values();
