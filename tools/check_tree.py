@@ -19,6 +19,7 @@ LAYERS = {
     "src/common/names": set(),
     "src/common/str": set(),
     "src/common/text": {"names", "str"},
+    "src/common/cli": set(),
     "src/common/log": {"names", "str"},
     "src/common/xml": BASE,
     "src/common/node": BASE,
@@ -29,15 +30,15 @@ LAYERS = {
         BASE | {"utils", "preproc", "node", "util", "datastore"},
     "src/common/datastore": BASE | {"text"},
     "src/collect/src/accumulate":
-        BASE | {"text", "util", "node", "preproc", "datastore",
+        BASE | {"text", "cli", "util", "node", "preproc", "datastore",
                 "provider"},
     "src/common/facts": BASE | {"preproc"},
     "src/collect/src/reading":
         BASE | {"text", "node", "facts", "datastore", "accumulate"},
     "src/collect/src/db":
-        BASE | {"text", "util", "node", "preproc", "facts", "datastore",
-                "provider", "accumulate", "reading"},
-    "src/check": BASE | {"facts", "command"},  # the program is there
+        BASE | {"text", "cli", "util", "node", "preproc", "facts",
+                "datastore", "provider", "accumulate", "reading"},
+    "src/check": BASE | {"facts", "command", "cli"},  # the program is there
     "src/check/judge": BASE | {"text", "xml", "node", "preproc", "facts", "check"},
     "src/check/report": BASE | {"text", "node", "facts", "check", "judge"},
     "src/check/page":
@@ -46,13 +47,13 @@ LAYERS = {
         BASE | {"text", "xml", "node", "util", "preproc", "facts", "datastore",
                 "accumulate", "reading", "check", "judge"},
     "src/check/command":
-        BASE | {"text", "xml", "node", "util", "preproc", "facts", "datastore",
-                "accumulate", "reading", "check", "judge", "input", "report",
-                "page"},
+        BASE | {"text", "cli", "xml", "node", "util", "preproc", "facts",
+                "datastore", "accumulate", "reading", "check", "judge",
+                "input", "report", "page"},
     "src/collect/src/collect":
-        BASE | {"xml", "node", "util", "preproc", "utils"},
+        BASE | {"cli", "xml", "node", "util", "preproc", "utils"},
     "src/collect/src":
-        BASE | {"xml", "node", "util", "preproc", "utils", "provider",
+        BASE | {"cli", "xml", "node", "util", "preproc", "utils", "provider",
                 "datastore", "text", "accumulate", "reading", "db",
                 "collect"},
 }

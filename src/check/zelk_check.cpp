@@ -15,6 +15,7 @@
 #include "src/check/command/settings.h"
 #include "src/check/command/watchdog.h"
 #include "src/check/command/write_outputs.h"
+#include "src/common/cli/standard_output.h"
 
 namespace zelk::check {
 namespace {
@@ -46,13 +47,6 @@ int perform(const check_settings& settings) {
   }
 }
 
-// What standard output did not take was not said.
-int checked_output(int status) {
-  if (std::cout.flush()) return status;
-  std::cerr << program_name << ": standard output could not be written\n";
-  return status_cannot_tell;
-}
-
 }  // namespace
 }  // namespace zelk::check
 
@@ -62,8 +56,10 @@ int main(int argc, char* argv[]) {
   check_settings settings;
   try {
     if (const auto status = read_settings(argc, argv, settings))
-      return checked_output(*status);
-    return checked_output(perform(settings));
+      return zelk::cli::checked_output(program_name, *status,
+                                       status_cannot_tell);
+    return zelk::cli::checked_output(program_name, perform(settings),
+                                     status_cannot_tell);
   } catch (const std::exception& error) {
     return complain(settings, error.what());
   }

@@ -11,6 +11,7 @@
 #include "src/check/command/option_values.h"
 #include "src/collect/src/accumulate/schema.h"
 #include "src/collect/src/reading/failure.h"
+#include "src/common/cli/filled.h"
 #include "src/common/names/version.h"
 #include "src/common/str/nearest_word.h"
 #include "src/common/str/str.h"
@@ -75,14 +76,6 @@ parser::parser(int argc, const char* const* argv, check_settings& settings)
   if (end != all.end()) typed_.operands.assign(end + 1, all.end());
 }
 
-// A variable of a script that is not set means nobody knows what.
-CLI::Validator filled() {
-  return {[](const std::string& value) {
-            return value.empty() ? "expected a value; found ''" : "";
-          },
-          ""};
-}
-
 CLI::Option* parser::list(const char* name, word_list& values,
                           const char* description, const char* type) {
   return app_.add_option(name, values, description)
@@ -103,7 +96,7 @@ CLI::Option* parser::text(const char* name, const char* description,
           [this, key](const std::string& value) { typed_.values[key] = value; },
           description)
       ->type_name(type)
-      ->check(filled());
+      ->check(cli::filled());
 }
 
 void parser::flag(const char* name, bool& value, const char* description) {
@@ -168,9 +161,9 @@ void parser::declare_output() {
   flag("--json", typed_.json, "as --format json");
   list("-o,--output", typed_.outputs,
        "write there, in the form of its ending; repeatable", "FILE")
-      ->check(filled());
+      ->check(cli::filled());
   list("--html", typed_.html, "write the page there besides", "FILE")
-      ->check(filled());
+      ->check(cli::filled());
   flag("--header", to_.report.header, "of plain and csv: name the columns");
   app_.add_flag_callback(
       "-1,--one-per-line", [this] { to_.report.one_line = false; },
@@ -225,7 +218,7 @@ void parser::declare_common() {
        "FILE");
   list("--checks", to_.checks_folders,
        "definitions that override; repeatable [besides ROOT/etc/checks]", "DIR")
-      ->check(filled());
+      ->check(cli::filled());
   text("--descriptions", "of providers [ROOT/etc/providers]", "DIR");
   text("-l,--log-level",
        "alert critical error warning notice info debug [warning]", "LEVEL");

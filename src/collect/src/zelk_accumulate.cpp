@@ -10,6 +10,7 @@
 #include "src/collect/src/accumulate/command_line.h"
 #include "src/collect/src/accumulate/datastore_location.h"
 #include "src/collect/src/accumulate/exit_codes.h"
+#include "src/common/cli/standard_output.h"
 #include "src/common/log/settings.h"
 #include "src/common/names/names.h"
 #include "src/common/node/install_root.h"
@@ -54,13 +55,6 @@ bool find_datastore(command_line& line, const Config& config) {
   return !line.datastore.empty() || accumulate::make_folders_of(place.path);
 }
 
-// A summary that standard output did not take is a failure, too.
-int checked_output(int status) {
-  if (std::cout.flush()) return status;
-  std::cerr << "zelk-accumulate: standard output could not be written\n";
-  return accumulate::exit_nothing;
-}
-
 void find_install_root() {
   const char* given = std::getenv("ZELK_TEST_INSTALL_ROOT");
   install_root = given != nullptr ? given : node::get_default_path();
@@ -84,9 +78,11 @@ int main(int argc, char* argv[]) {
   zelk::accumulate::command_line line;
   if (const std::optional<int> status =
           zelk::accumulate::read_command_line(argc, argv, line))
-    return *status;
+    return zelk::cli::checked_output("zelk-accumulate", *status,
+                                     zelk::accumulate::exit_unusable);
   zelk::log::LOG_OUTPUT = 0;
   zelk::log::LOG_LEVEL = line.log_level;
   zelk::find_install_root();
-  return zelk::checked_output(zelk::run(line));
+  return zelk::cli::checked_output("zelk-accumulate", zelk::run(line),
+                                   zelk::accumulate::exit_nothing);
 }

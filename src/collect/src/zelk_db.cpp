@@ -12,6 +12,7 @@
 #include "src/collect/src/db/command_line.h"
 #include "src/collect/src/db/upkeep.h"
 #include "src/collect/src/reading/failure.h"
+#include "src/common/cli/standard_output.h"
 #include "src/common/log/settings.h"
 #include "src/common/names/names.h"
 #include "src/common/node/install_root.h"
@@ -77,13 +78,6 @@ int complain(const std::exception& error, int status) {
   return status;
 }
 
-// What standard output did not take is a failure, too.
-int checked_output(int status) {
-  if (std::cout.flush()) return status;
-  std::cerr << "zelk-db: standard output could not be written\n";
-  return accumulate::exit_nothing;
-}
-
 }  // namespace
 }  // namespace zelk::db
 
@@ -92,12 +86,13 @@ int main(int argc, char* argv[]) {
   std::ios::sync_with_stdio(false);
   db::command_line line;
   if (const std::optional<int> status = db::read_command_line(argc, argv, line))
-    return *status;
+    return cli::checked_output("zelk-db", *status, accumulate::exit_unusable);
   log::LOG_OUTPUT = 0;
   log::LOG_LEVEL = line.log_level;
   db::find_install_root();
   try {
-    return db::checked_output(db::perform(line));
+    return cli::checked_output("zelk-db", db::perform(line),
+                               accumulate::exit_nothing);
   } catch (const reading::refusal& error) {
     return db::complain(error, accumulate::exit_unusable);
   } catch (const std::exception& error) {

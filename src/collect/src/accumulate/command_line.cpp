@@ -59,22 +59,15 @@ class parser {
   std::vector<std::string> operands_;  // behind it
 };
 
-// What standard output did not take was not said.
-int checked_output() {
-  if (std::cout.flush()) return exit_fine;
-  std::cerr << program_name << ": standard output could not be written\n";
-  return exit_unusable;
-}
-
 // Help is given wherever it is asked for, and whatever else is wrong.
 std::optional<int> parser::parse() {
   if (asks_for("-h") || asks_for("--help")) {
     std::cout << reader_.help(options_);
-    return checked_output();
+    return exit_fine;
   }
   if (asks_for("--version")) {
     std::cout << version_text(program_name, {{"datastore", datastore_version}});
-    return checked_output();
+    return exit_fine;
   }
   try {
     reader_.read(options_);

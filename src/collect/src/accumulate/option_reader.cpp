@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "src/common/cli/filled.h"
 #include "src/common/str/nearest_word.h"
 
 namespace zelk::accumulate {
@@ -27,14 +28,6 @@ CLI::Validator number_from(double least, double most) {
   CLI::Validator range = CLI::Range(least, most);
   return range.description("");
 }
-// A variable of a script that is not set means nobody knows what.
-CLI::Validator filled() {
-  return {[](const std::string& value) {
-            return value.empty() ? "expected a value; found ''" : "";
-          },
-          ""};
-}
-
 CLI::Validator size_value() {
   CLI::Validator size = CLI::AsSizeValue(false);
   return size.description("");
@@ -69,11 +62,11 @@ void option_reader::declare_common() {
   app_.add_option("-c,--config", words.config,
                   "configuration [ZELK_CONFIG, ROOT/etc/zelk.xml]")
       ->type_name("FILE")
-      ->check(filled());
+      ->check(cli::filled());
   app_.add_option("--db", words.datastore,
                   "sqlite:PATH or a path [ZELK_DB, the configuration's]")
       ->type_name("URI")
-      ->check(filled());
+      ->check(cli::filled());
   app_.add_option("-l,--log-level", words.level,
                   "alert critical error warning notice info debug [warning]")
       ->type_name("LEVEL");
@@ -150,7 +143,7 @@ void option_reader::declare_listen() {
       ->allow_extra_args(false);
   listen_->add_option("--run", words.run, "put results into this run [new]")
       ->type_name("RUN|new")
-      ->check(filled());
+      ->check(cli::filled());
   listen_->add_option("--note", words.note, "stored with the run")
       ->type_name("TEXT");
   declare_runs(*listen_);
@@ -191,12 +184,12 @@ void option_reader::declare_listen() {
       ->add_option("--bad-dir", words.bad_dir,
                    "records that the datastore refuses are kept here [DB.bad]")
       ->type_name("DIR")
-      ->check(filled());
+      ->check(cli::filled());
   listen_
       ->add_option("--unsaved-dir", to.writer.unsaved_directory,
                    "records that could not be stored in time [DB.unsaved]")
       ->type_name("DIR")
-      ->check(filled());
+      ->check(cli::filled());
 }
 
 void option_reader::declare_scan() {
@@ -213,7 +206,7 @@ void option_reader::declare_scan() {
                    "put results into this run [by label file, or one for each "
                    "time without a gap of 10 min]")
       ->type_name("RUN|new")
-      ->check(filled());
+      ->check(cli::filled());
   declare_runs(*scan_);
   scan_->add_flag("--keep", to.files.keep, "leave stored files where they are");
   scan_->add_flag("--delete", words.remove,
@@ -222,7 +215,7 @@ void option_reader::declare_scan() {
       ->add_option("--bad-dir", words.bad_dir,
                    "refused files are moved here [DIR/bad]")
       ->type_name("DIR")
-      ->check(filled());
+      ->check(cli::filled());
   scan_
       ->add_option("--lock-wait", words.lock_wait,
                    "how long to wait for files that are being written [5]")

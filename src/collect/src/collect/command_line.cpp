@@ -11,6 +11,8 @@
 #include <string_view>
 
 #include "src/collect/src/collect/exit_codes.h"
+#include "src/common/cli/filled.h"
+#include "src/common/cli/standard_output.h"
 #include "src/common/log/settings.h"
 #include "src/common/names/version.h"
 #include "src/common/str/nearest_word.h"
@@ -129,14 +131,6 @@ CLI::Option* parser::list(const char* name, std::vector<std::string>& values,
       ->allow_extra_args(false);
 }
 
-// A variable of a script that is not set means nobody knows what.
-CLI::Validator filled() {
-  return {[](const std::string& value) {
-            return value.empty() ? "expected a value; found ''" : "";
-          },
-          ""};
-}
-
 CLI::Option* parser::text(const char* name, std::string& value,
                           const char* description, const char* type) {
   return app_.add_option(name, value, description)->type_name(type);
@@ -169,10 +163,10 @@ void parser::declare_what() {
   list("PROVIDER", to_.wanted, "", "")->allow_extra_args(true);
   list("-f,--provider-file", to_.provider_files,
        "a provider description by path; repeatable", "F")
-      ->check(filled());
+      ->check(cli::filled());
   text("-p,--provider-config-file", to_.provider_options_file,
        "provider options file, merged over the configuration", "F")
-      ->check(filled());
+      ->check(cli::filled());
   list("--skip", to_.skipped, "leave a provider or @suite out; repeatable",
        "NAME");
 }
@@ -212,12 +206,13 @@ void parser::declare_result() {
   rules({"datastore"});
   text("--label", to_.label, "stored with the run", "TEXT");
   list("--note", to_.notes, "stored with the run; repeatable", "K=V");
-  text("--into", to_.run, "fill the gaps of this run", "RUN")->check(filled());
+  text("--into", to_.run, "fill the gaps of this run", "RUN")
+      ->check(cli::filled());
   flag("--check", to_.check, "judge the finished run and return that status");
   flag("--json", to_.json, "one document on stdout");
   text("--events", to_.events,
        "a JSON object per line as things happen; '-' is stdout", "FILE")
-      ->check(filled());
+      ->check(cli::filled());
 }
 
 void parser::declare_ask() {
@@ -240,7 +235,7 @@ void parser::declare_common() {
   app_.add_flag("--version", version_, "name, version, commit");
   text("-c,--config", to_.config_file,
        "configuration [ZELK_CONFIG, ROOT/etc/zelk.xml]", "FILE")
-      ->check(filled());
+      ->check(cli::filled());
   text("-l,--log-level", level_,
        "alert critical error warning notice info debug [warning]", "LEVEL");
   app_.add_flag("-v,--verbose", verbose_, "one step more on stderr");
@@ -385,21 +380,14 @@ void parser::interpret() {
   if (async_) to_.origins["async"] = "--async";
 }
 
-// What standard output did not take was not said.
-int checked_output() {
-  if (std::cout.flush()) return exit_complete;
-  std::cerr << program_name << ": standard output could not be written\n";
-  return exit_unusable;
-}
-
 std::optional<int> parser::parse() {
   if (asks_for("-h", "--help")) {
     std::cout << help();
-    return checked_output();
+    return cli::checked_output(program_name, exit_complete, exit_unusable);
   }
   if (asks_for("--version", "--version")) {
     std::cout << version_text(program_name);
-    return checked_output();
+    return cli::checked_output(program_name, exit_complete, exit_unusable);
   }
   try {
     std::vector<std::string> reversed(options_.rbegin(), options_.rend());

@@ -12,6 +12,7 @@
 #include "src/collect/src/db/fact_printer.h"
 #include "src/collect/src/db/mark_words.h"
 #include "src/collect/src/db/row_printer.h"
+#include "src/common/cli/filled.h"
 #include "src/common/log/settings.h"
 #include "src/common/names/names.h"
 #include "src/common/names/version.h"
@@ -99,14 +100,6 @@ CLI::Validator number_from(double least, double most) {
   CLI::Validator range = CLI::Range(least, most);
   return range.description("");
 }
-// A variable of a script that is not set means nobody knows what.
-CLI::Validator filled() {
-  return {[](const std::string& value) {
-            return value.empty() ? "expected a value; found ''" : "";
-          },
-          ""};
-}
-
 CLI::Validator size_value() {
   CLI::Validator size = CLI::AsSizeValue(false);
   return size.description("");
@@ -155,11 +148,11 @@ void parser::declare_common() {
   app_.add_option("-c,--config", to_.config_file,
                   "configuration [ZELK_CONFIG, ROOT/etc/zelk.xml]")
       ->type_name("FILE")
-      ->check(filled());
+      ->check(cli::filled());
   app_.add_option("--db", to_.datastore,
                   "sqlite:PATH or a path [ZELK_DB, the configuration's]")
       ->type_name("URI")
-      ->check(filled());
+      ->check(cli::filled());
   app_.add_option("--wait", to_.wait_sec,
                   "for another process that is writing [30]")
       ->type_name("S")
@@ -212,7 +205,7 @@ void parser::declare_query() {
       ->type_name("");
   query.add_option("--file", to_.query.file, "read the SQL from here")
       ->type_name("F")
-      ->check(filled());
+      ->check(cli::filled());
   query.add_option("--format", to_.query.form, "table csv json jsonl [table]")
       ->type_name("FORM");
   query.add_option("--max-rows", to_.query.max_rows, "0: all [100000]")
@@ -243,12 +236,12 @@ void parser::declare_facts() {
       .add_option("--descriptions", to.descriptions,
                   "their folder [etc/providers]")
       ->type_name("DIR")
-      ->check(filled());
+      ->check(cli::filled());
   facts
       .add_option("--from-file", to.from_file,
                   "an output in a file, by the description --provider")
       ->type_name("FILE")
-      ->check(filled());
+      ->check(cli::filled());
   facts.add_option("--exit-status", to.exit_status, "of that output [0]")
       ->type_name("N");
 }
@@ -285,7 +278,7 @@ void parser::declare_accept() {
       ->type_name("DATE|DUR");
   accept.add_option("--run", to.run, "where it was seen")
       ->type_name("RUN")
-      ->check(filled());
+      ->check(cli::filled());
   accept.add_option("--who", to.who, "by [login name]")->type_name("NAME");
   accept.add_flag("--all", to.all, "list: revoked ones, too");
   accept.add_flag("--json", to.json, "as JSON");
@@ -296,7 +289,7 @@ void parser::declare_moving() {
   words(out.add_option("RUN", to_.to_file.runs, "runs or ranges [latest]"));
   out.add_option("-o,--output", to_.to_file.output, "the file")
       ->type_name("FILE")
-      ->check(filled());
+      ->check(cli::filled());
   out.add_flag("--force", to_.to_file.force, "replace it");
 
   CLI::App& in = add(command::import_runs, "import", "runs from such files");
@@ -347,24 +340,17 @@ const CLI::App& parser::wanted_command() const {
   return app_;
 }
 
-// What standard output did not take was not said.
-int checked_output() {
-  if (std::cout.flush()) return accumulate::exit_fine;
-  std::cerr << program << ": standard output could not be written\n";
-  return accumulate::exit_unusable;
-}
-
 int parser::show_help() const {
   const CLI::App& wanted = wanted_command();
   std::cout << wanted.help(&wanted == &app_ ? "" : program);
-  return checked_output();
+  return accumulate::exit_fine;
 }
 
 int parser::show_version() {
   std::cout << version_text(program,
                             {{"datastore", accumulate::datastore_version},
                              {"export", archive_version}});
-  return checked_output();
+  return accumulate::exit_fine;
 }
 
 int parser::complain(const std::string& text) {
