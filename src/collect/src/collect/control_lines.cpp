@@ -1,7 +1,10 @@
 #include "src/collect/src/collect/control_lines.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <utility>
 
 namespace zelk::collect {
 
@@ -44,6 +47,25 @@ accumulator_event::kind kind_of(const std::string& name) {
   return accumulator_event::kind::other;
 }
 
+struct not_an_event : public std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+// The whole number of a member, 0 when there is none. JSON has numbers that no
+// integer of ours can hold, and its library would convert them all the same.
+template <typename Integer>
+Integer whole(const json& object, const char* key) {
+  const auto found = object.find(key);
+  if (found == object.end()) return 0;
+  const bool fits =
+      found->is_number_unsigned()
+          ? std::in_range<Integer>(found->get<std::uint64_t>())
+          : found->is_number_integer() &&
+                std::in_range<Integer>(found->get<std::int64_t>());
+  if (!fits) throw not_an_event(std::string("'") + key + "' is no such number");
+  return found->get<Integer>();
+}
+
 }  // namespace
 
 std::string run_line(const std::string& label, const std::string& note,
@@ -77,21 +99,23 @@ std::optional<accumulator_event> read_event(std::string_view line) {
   try {
     accumulator_event event;
     event.what = kind_of(object.value("event", ""));
-    event.run = object.value("run", std::int64_t{0});
+    event.run = whole<std::int64_t>(object, "run");
     event.result.node = object.value("node", "");
     event.result.provider = object.value("provider", "");
     event.result.option = object.value("option", "");
     event.host_name = object.value("hostname", "");
-    event.exit_status = object.value("exit_status", 0);
+    event.exit_status = whole<int>(object, "exit_status");
     event.duration = object.value("duration", 0.0);
-    event.bytes = object.value("bytes", std::int64_t{0});
+    event.bytes = whole<std::int64_t>(object, "bytes");
     event.peer = object.value("peer", "");
     event.reason = object.value("reason", "");
     event.state = object.value("state", "");
-    event.results = object.value("results", std::int64_t{0});
+    event.results = whole<std::int64_t>(object, "results");
     return event;
   } catch (const json::exception&) {
     return {};  // a member of another type: not ours
+  } catch (const not_an_event&) {
+    return {};
   }
 }
 

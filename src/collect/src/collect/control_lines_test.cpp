@@ -68,5 +68,21 @@ TEST(read_event, refuses_what_is_no_event) {
     EXPECT_FALSE(read_event(line).has_value()) << line;
 }
 
+TEST(read_event, refuses_numbers_that_its_integers_cannot_hold) {
+  for (const char* line :
+       {R"({"event":"run","run":3466666666666666666666666666666666666665})",
+        R"({"event":"run","run":9223372036854775808})",
+        R"({"event":"run","run":1.5})", R"({"event":"result","bytes":-1e60})",
+        R"({"event":"result","exit_status":2147483648})",
+        R"({"event":"result","exit_status":-2147483649})",
+        R"({"event":"closed","results":18446744073709551616})"})
+    EXPECT_FALSE(read_event(line).has_value()) << line;
+  EXPECT_EQ(read_event(R"({"event":"run","run":9223372036854775807})")->run,
+            INT64_MAX);
+  EXPECT_EQ(read_event(R"({"event":"result","exit_status":-2147483648})")
+                ->exit_status,
+            INT32_MIN);
+}
+
 }  // namespace
 }  // namespace zelk::collect
