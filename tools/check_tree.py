@@ -45,7 +45,7 @@ LAYERS = {
         BASE | {"text", "node", "facts", "check", "accumulate"},
     "src/check/input":
         BASE | {"text", "xml", "node", "util", "preproc", "facts", "datastore",
-                "accumulate", "reading", "check", "judge"},
+                "accumulate", "reading", "utils", "check", "judge"},
     "src/check/command":
         BASE | {"text", "cli", "xml", "node", "util", "preproc", "facts",
                 "datastore", "accumulate", "reading", "check", "judge",
@@ -70,7 +70,7 @@ WALLS = [
     (r"libxml/.*", r"src/common/(xml/.*|preproc/.*\.cpp)|"
                    r"src/collect/src/provider_options\.cpp"),
     (r"syslog\.h|sys/syslog\.h", r"src/common/log/error_log\.cpp"),
-    (r"sqlite3\.h", r"src/common/datastore/sqlite\.cpp|"
+    (r"sqlite3\.h", r"src/common/datastore/sqlite(_failure)?\.cpp|"
                     r"src/collect/src/db/(guarded_query|compact)\.cpp"),
     (r"zstd\.h", r"src/collect/src/db/zstd_stream\.cpp"),
     (r"re2/.*", r"src/common/facts/.*|test/facts/.*"),

@@ -6,12 +6,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <system_error>
 #include <thread>
 #include <utility>
 
 #include <sqlite3.h>
 
+#include "src/common/datastore/sqlite_failure.h"
 #include "src/common/datastore/unchanging_file.h"
 #include "src/common/log/error_log.h"
 #include "src/common/text/utf8.h"
@@ -31,83 +31,6 @@ constexpr milliseconds longest_pause{25};
 
 // Of a wait behind its deadline: another process's commit is no trouble.
 constexpr milliseconds least_wait{250};
-
-std::string quoted(const std::string& path) {
-  return "'" + path + "'";
-}
-
-std::string errno_words(int code) {
-  return std::system_category().message(code);
-}
-
-store_failure failure_of(int code) {
-  switch (code) {
-    case SQLITE_IOERR_SHORT_READ:  // the file is shorter than it says
-    case SQLITE_IOERR_CORRUPTFS:
-    case SQLITE_IOERR_DATA:
-      return store_failure::fatal;
-    default:
-      break;
-  }
-  switch (code & 0xFF) {
-    case SQLITE_FULL:
-    case SQLITE_IOERR:
-    case SQLITE_BUSY:
-    case SQLITE_LOCKED:
-    case SQLITE_PROTOCOL:
-    case SQLITE_INTERRUPT:
-    case SQLITE_NOMEM:
-      return store_failure::transient;
-    case SQLITE_TOOBIG:
-    case SQLITE_CONSTRAINT:
-    case SQLITE_MISMATCH:
-      return store_failure::row;
-    default:
-      return store_failure::fatal;
-  }
-}
-
-// What SQLite says is made for programmers; the four that administrators meet
-// are put into their words.
-std::string failure_words(sqlite3* handle, int code) {
-  switch (code & 0xFF) {
-    case SQLITE_FULL:
-      return "the disk is full";
-    case SQLITE_BUSY:
-      return "another process is writing to it and does not end";
-    case SQLITE_NOTADB:
-      return "the file is not a datastore";
-    case SQLITE_READONLY:
-      return "the file or its directory cannot be written to";
-    default:
-      break;
-  }
-  std::string words =
-      handle ? ::sqlite3_errmsg(handle) : ::sqlite3_errstr(code);
-  const int system = handle ? ::sqlite3_system_errno(handle) : 0;
-  const bool of_the_system =
-      (code & 0xFF) == SQLITE_IOERR || (code & 0xFF) == SQLITE_CANTOPEN;
-  if (of_the_system && system != 0) words += " (" + errno_words(system) + ")";
-  return words;
-}
-
-store_error failed(const std::string& path, sqlite3* handle, int code) {
-  return {failure_of(code),
-          "Datastore " + quoted(path) + ": " + failure_words(handle, code),
-          code};
-}
-
-store_error failed(sqlite3* handle, int code) {
-  const char* path = ::sqlite3_db_filename(handle, "main");
-  return failed(path ? path : "", handle, code);
-}
-
-store_error refused(const std::string& path, int code) {
-  const bool passing = code == ENOSPC || code == EDQUOT || code == EIO ||
-                       code == EMFILE || code == ENFILE;
-  return {passing ? store_failure::transient : store_failure::fatal,
-          "Datastore " + quoted(path) + ": " + errno_words(code)};
-}
 
 // SQLite makes its files with the umask's mode, and the log beside the database
 // with the database's: so the database is made here. It holds what commands on
@@ -150,6 +73,14 @@ int open_flags(open_mode mode) {
          SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
 }
 
+// SQLite counts the bytes it has, for a limit that nobody sets here, under one
+// lock for all threads: a twentieth of what storing a small record costs. To be
+// told before its first use.
+void count_no_memory() {
+  static const int told = ::sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+  static_cast<void>(told);  // refused where another library was first
+}
+
 // The file may come from anywhere (an import, a ticket): what its schema says
 // must not reach further than its own tables.
 void distrust(sqlite3* handle) {
@@ -160,13 +91,20 @@ void distrust(sqlite3* handle) {
 
 }  // namespace
 
-struct database::busy_state {
+struct database::connection_state {
   std::string path;
   milliseconds limit{0};
   milliseconds notice{0};
   std::shared_ptr<const shared_deadline> deadline;
   steady_clock::time_point since;
   bool told = false;
+  std::int64_t log_pages = 0;
+
+  static int log_grew(void* state, sqlite3* /*of*/, const char* /*name*/,
+                      int pages) {
+    static_cast<connection_state*>(state)->log_pages = pages;
+    return SQLITE_OK;
+  }
 
   // How long the wait that began at `since` may last.
   milliseconds longest() const {
@@ -203,14 +141,14 @@ struct database::busy_state {
   }
 
   static int handler(void* state, int count) {
-    return static_cast<busy_state*>(state)->wait(count) ? 1 : 0;
+    return static_cast<connection_state*>(state)->wait(count) ? 1 : 0;
   }
 };
 
 database::database(const std::string& path, open_mode mode,
                    const patience& waiting)
-    : path_(path), busy_(std::make_unique<busy_state>()) {
-  busy_->path = path;
+    : path_(path), state_(std::make_unique<connection_state>()) {
+  state_->path = path;
   set_busy_limit(waiting.limit, waiting.notice);
   if (mode == open_mode::create) make_file(path);
   check_file(path);
@@ -233,10 +171,11 @@ database::database(const std::string& path, open_mode mode,
 }
 
 void database::open(const std::string& name, int flags) {
+  count_no_memory();
   const int code = ::sqlite3_open_v2(name.c_str(), &handle_, flags, nullptr);
   if (code != SQLITE_OK) throw failed(path_, handle_, code);
   distrust(handle_);
-  ::sqlite3_busy_handler(handle_, &busy_state::handler, busy_.get());
+  ::sqlite3_busy_handler(handle_, &connection_state::handler, state_.get());
   integer("PRAGMA schema_version");
 }
 
@@ -253,13 +192,13 @@ void database::open_unchanging() {
 database::database(database&& other) noexcept
     : path_(std::move(other.path_)),
       handle_(std::exchange(other.handle_, nullptr)),
-      busy_(std::move(other.busy_)) {}
+      state_(std::move(other.state_)) {}
 
 database& database::operator=(database&& other) noexcept {
   close();
   path_ = std::move(other.path_);
   handle_ = std::exchange(other.handle_, nullptr);
-  busy_ = std::move(other.busy_);
+  state_ = std::move(other.state_);
   return *this;
 }
 
@@ -272,13 +211,13 @@ void database::close() {
 }
 
 void database::set_busy_limit(milliseconds limit, milliseconds notice) {
-  busy_->limit = limit;
-  busy_->notice = notice;
+  state_->limit = limit;
+  state_->notice = notice;
 }
 
 void database::set_busy_deadline(
     std::shared_ptr<const shared_deadline> deadline) {
-  busy_->deadline = std::move(deadline);
+  state_->deadline = std::move(deadline);
 }
 
 void database::execute(const std::string& sql) {
@@ -325,14 +264,31 @@ void database::copy_to(const std::string& path) {
 }
 
 bool database::checkpoint() {
-  const milliseconds limit = std::exchange(busy_->limit, milliseconds(0));
+  const milliseconds limit = std::exchange(state_->limit, milliseconds(0));
   const int code = ::sqlite3_wal_checkpoint_v2(
       handle_, "main", SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
-  busy_->limit = limit;
+  state_->limit = limit;
   if (code == SQLITE_OK) return true;
   if ((code & 0xFF) == SQLITE_BUSY || (code & 0xFF) == SQLITE_LOCKED)
     return false;
   throw failed(path_, handle_, code);
+}
+
+void database::leave_log_alone() {
+  ::sqlite3_wal_hook(handle_, connection_state::log_grew, state_.get());
+}
+
+std::int64_t database::log_pages() const {
+  return state_->log_pages;
+}
+
+database::log_extent database::copy_log() {
+  int pages = 0, copied = 0;
+  const int code = ::sqlite3_wal_checkpoint_v2(
+      handle_, "main", SQLITE_CHECKPOINT_PASSIVE, &pages, &copied);
+  if (code != SQLITE_OK && (code & 0xFF) != SQLITE_BUSY)
+    throw failed(path_, handle_, code);
+  return {pages, copied};
 }
 
 void database::interrupt() {

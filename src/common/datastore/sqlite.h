@@ -4,8 +4,7 @@
 // They hold handles and turn results into store_error; they know no table. A
 // database and all that was made from it belong to one thread (interrupt() is
 // the exception), statements end before their database, and a failure is
-// thrown, never logged: the caller knows what it was doing. Only this file's
-// .cpp includes sqlite3.h.
+// thrown, never logged: the caller knows what it was doing.
 
 #pragma once
 
@@ -18,8 +17,8 @@
 
 #include "src/common/datastore/store_error.h"
 
-typedef struct sqlite3 sqlite3;            // sqlite3.h, which only
-typedef struct sqlite3_stmt sqlite3_stmt;  // sqlite.cpp includes
+typedef struct sqlite3 sqlite3;            // sqlite3.h, which stays in
+typedef struct sqlite3_stmt sqlite3_stmt;  // .cpp files
 
 namespace zelk::datastore {
 
@@ -84,12 +83,27 @@ class database {
   // Returns false when a reader prevents that, which is no failure.
   bool checkpoint();
 
+  // From now on no commit of this connection copies the log, and the log grows
+  // until copy_log() or checkpoint() is called; whoever calls this sees to it.
+  void leave_log_alone();
+  // Pages in the log behind this connection's last commit.
+  // Requires: leave_log_alone() was called.
+  std::int64_t log_pages() const;
+
+  struct log_extent {
+    std::int64_t pages = 0;   // in the log
+    std::int64_t copied = 0;  // of these: when all are, the log begins anew
+  };
+  // Copies what it can of the log into the database while others read and
+  // write. Copies nothing when somebody else is copying.
+  log_extent copy_log();
+
   // Ends the statement that is running with a transient failure. From any
   // thread and from signal handlers' threads.
   void interrupt();
 
  private:
-  struct busy_state;
+  struct connection_state;
 
   void open(const std::string& name, int flags);
   void open_unchanging();
@@ -97,7 +111,7 @@ class database {
 
   std::string path_;
   sqlite3* handle_ = nullptr;
-  std::unique_ptr<busy_state> busy_;
+  std::unique_ptr<connection_state> state_;
 };
 
 // A prepared statement. Text and blobs are bound without a copy: the bytes must
