@@ -40,7 +40,7 @@ constexpr char source[] = "src/collect/src/accumulate/receiver";
 
 constexpr std::size_t scratch_size = std::size_t{64} * 1024;  // bytes
 constexpr int events_at_once = 256;
-constexpr int accepts_at_once = 256;
+constexpr int accepts_at_once = 4096;  // all that the system lets wait
 // One peer's turn while bytes are read exactly, so that others get theirs.
 constexpr int pieces_at_once = 64;
 
@@ -138,7 +138,7 @@ bool receiver::listen(const std::string& endpoint) {
     return false;
   }
   for (listening_socket& socket : bound.sockets) {
-    watch_peer(socket.fd.get());
+    watch(socket.fd.get());
     listeners_.push_back({std::move(socket)});
   }
   return true;
@@ -152,15 +152,17 @@ std::vector<std::string> receiver::endpoints() const {
 }
 
 bool receiver::turn(std::chrono::milliseconds limit) {
-  constexpr int most =
-      8;  // the wake-up, the peers, and what the caller watches
+  // The wake-up, the peers, listeners, and what the caller watches.
+  constexpr int most = 8;
   epoll_event events[most];
   const std::uint64_t before = bytes_;
   const int count = ::epoll_wait(control_.get(), events, most,
                                  static_cast<int>(limit.count()));
   for (int i = 0; i < count; ++i) {
-    if (events[i].data.fd == wake_) serve_waiting();
-    if (events[i].data.fd == peers_.get()) read_peers();
+    const int fd = events[i].data.fd;
+    if (listener* from = listener_of(fd)) accept_some(*from, accepts_at_once);
+    if (fd == wake_) serve_waiting();
+    if (fd == peers_.get()) read_peers();
   }
   if (!batch_.empty()) {
     tally change;
@@ -177,7 +179,9 @@ bool receiver::turn(std::chrono::milliseconds limit) {
   return true;
 }
 
-// Whether peers are read depends on how many records wait to be stored.
+// Whether peers are read depends on how many records wait to be stored. New
+// ones are accepted all the same: where the queue of the system is full, a peer
+// asks again after a second, then after three, then after seven.
 void receiver::hold_back() {
   const tally now = board_.now();
   const auto reached = [&](std::size_t part) {
@@ -207,8 +211,6 @@ void receiver::read_peers() {
 }
 
 void receiver::on_event(int fd, std::uint32_t events) {
-  if (listener* from = listener_of(fd))
-    return accept_some(*from, accepts_at_once);
   const auto index = static_cast<std::size_t>(fd);
   // Gone by what an earlier event of this turn did.
   if (index >= table_.size() || !table_[index]) return;
@@ -256,8 +258,7 @@ void receiver::accept_one(int fd) {
 // once, so it is not looked at until there is room again.
 void receiver::pause_accepting(const std::string& why) {
   for (listener& one : listeners_) {
-    if (!one.paused)
-      ::epoll_ctl(peers_.get(), EPOLL_CTL_DEL, one.socket.fd.get(), nullptr);
+    if (!one.paused) unwatch(one.socket.fd.get());
     one.paused = true;
   }
   if (!std::exchange(capacity_told_, true))
@@ -267,7 +268,7 @@ void receiver::pause_accepting(const std::string& why) {
 
 void receiver::resume_accepting() {
   for (listener& one : listeners_)
-    if (std::exchange(one.paused, false)) watch_peer(one.socket.fd.get());
+    if (std::exchange(one.paused, false)) watch(one.socket.fd.get());
 }
 
 void receiver::read(connection& peer) {

@@ -281,6 +281,20 @@ TEST_F(receiver_test, runs_ahead_of_the_store_only_so_far) {
   EXPECT_TRUE(server().between_messages());
 }
 
+// Else their connections would fail, or wait for seconds, for no fault of
+// theirs.
+TEST_F(receiver_test, accepts_peers_while_the_store_has_enough) {
+  limits.most_waiting = 1;
+  peer first(endpoint());
+  first.send(message(a_result("node1", 1)));
+  EXPECT_TRUE(turn_until([&] { return board.now().pending == 1; }));
+  peer second(endpoint());
+  second.send(message(a_result("node2", 2)));
+  EXPECT_TRUE(turn_until([&] { return server().connections() == 2; }));
+  server().turn(milliseconds(10));
+  EXPECT_EQ(board.now().received, 1U);
+}
+
 TEST_F(receiver_test, hears_more_peers_than_it_can_hold_one_after_another) {
   limits.most_connections = 3;
   std::vector<std::unique_ptr<peer>> peers;
