@@ -29,6 +29,10 @@ namespace {
 using datastore::store_error;
 using datastore::store_failure;
 
+// Records that are looked at before their turn: their digests lie anywhere in a
+// few megabytes, and are fetched while the ones in front are stored.
+constexpr std::size_t looked_ahead = 4;
+
 std::int64_t first_integer(datastore::statement& query) {
   const std::int64_t value = query.step() ? query.integer(0) : 0;
   query.reset();
@@ -46,6 +50,7 @@ void bind_block(datastore::statement& insert, int index, std::int64_t id) {
 
 batch_writer::batch_writer(datastore::database base)
     : base_(std::move(base)),
+      log_(base_),
       identity_(base_.path()),
       names_(base_),
       hosts_(base_, names_),
@@ -98,14 +103,21 @@ std::vector<row_outcome> batch_writer::write_all(
     check_identity();
     datastore::transaction whole(base_);
     begin();
-    for (const pending_record& record : batch)
-      outcomes.push_back(isolated ? store_isolated(record) : store(record));
+    for (std::size_t i = 0; i < batch.size(); ++i) {
+      if (i + looked_ahead < batch.size()) announce(batch[i + looked_ahead]);
+      outcomes.push_back(isolated ? store_isolated(batch[i]) : store(batch[i]));
+    }
     commit(whole);
   } catch (...) {
     forget();
     throw;
   }
   return outcomes;
+}
+
+void batch_writer::announce(const pending_record& record) const {
+  contents_.announce(record.stdout);
+  contents_.announce(record.nodes);
 }
 
 // Before a batch, so that nothing is written into nowhere; and behind its
@@ -134,6 +146,7 @@ void batch_writer::commit(datastore::transaction& batch) {
   batch.commit();
   check_identity();
   commit_failed_ = false;
+  log_.committed();
 }
 
 void batch_writer::grow_runs() {
@@ -173,11 +186,11 @@ row_outcome batch_writer::store_isolated(const pending_record& record) {
 
 row_outcome batch_writer::store(const pending_record& record) {
   const header_columns columns = columns_of(record.header);
-  const record_key key = {columns.unique_timestamp, names_.id(columns.hostname),
-                          names_.id(columns.name),
-                          names_.id(columns.option_id)};
   const host_table::entry host =
       hosts_.get(record.run, columns.hostname, columns.host_arg);
+  const record_key key = {columns.unique_timestamp, host.hostname,
+                          names_.id(columns.name),
+                          names_.id(columns.option_id)};
   bind_columns(record, columns, key, host.id);
   row_outcome result{record.sequence, outcome::stored, next_, record.run, ""};
   if (!insert(0)) {
@@ -264,6 +277,7 @@ void batch_writer::tidy() {
     forget();
     throw;
   }
+  log_.wait();
   base_.checkpoint();
 }
 

@@ -17,6 +17,7 @@
 #include "src/collect/src/accumulate/content_table.h"
 #include "src/collect/src/accumulate/file_identity.h"
 #include "src/collect/src/accumulate/host_table.h"
+#include "src/collect/src/accumulate/log_copier.h"
 #include "src/collect/src/accumulate/name_table.h"
 #include "src/collect/src/accumulate/pending_batch.h"
 #include "src/collect/src/accumulate/result_table.h"
@@ -59,6 +60,7 @@ class batch_writer {
 
   std::vector<row_outcome> write_all(std::span<const pending_record> batch,
                                      bool isolated);
+  void announce(const pending_record& record) const;
   void check_identity();
   void begin();
   void commit(datastore::transaction& batch);
@@ -77,6 +79,7 @@ class batch_writer {
   void grow_runs();
 
   datastore::database base_;
+  log_copier log_;
   file_identity identity_;
   name_table names_;
   host_table hosts_;

@@ -24,6 +24,11 @@ class content_table {
   // At the head of a transaction: takes in what other writers did meanwhile.
   void begin();
 
+  // This block will be asked for soon.
+  void announce(const named_block& block) const {
+    if (!block.bytes.empty()) recent_.announce(block.name);
+  }
+
   // Returns the number of the block, which is stored if it is new.
   std::int64_t id(const named_block& block);
 

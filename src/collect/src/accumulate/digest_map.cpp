@@ -21,6 +21,13 @@ digest_map::entry& digest_map::slot_of(const digest& name) {
   return slots_[at];
 }
 
+void digest_map::announce(const digest& name) const {
+  if (slots_.empty()) return;
+  const std::size_t at =
+      static_cast<std::size_t>(prefix_of(name)) & (slots_.size() - 1);
+  __builtin_prefetch(&slots_[at]);
+}
+
 std::int64_t digest_map::find(const digest& name) const {
   if (slots_.empty()) return 0;
   const std::int64_t id = const_cast<digest_map*>(this)->slot_of(name).id;

@@ -23,6 +23,9 @@ class digest_map {
 
   // Returns 0 for a name that is not there.
   std::int64_t find(const digest& name) const;
+  // Has the memory where `name` would lie fetched: for a find() that comes
+  // soon.
+  void announce(const digest& name) const;
   // Adds `name`. Requires: it is not there, and id > 0.
   void add(const digest& name, std::int64_t id);
   void erase(const digest& name);

@@ -11,7 +11,7 @@
 #include <optional>
 #include <vector>
 
-#include "src/collect/src/accumulate/record_assembler.h"
+#include "src/collect/src/accumulate/arrival_pool.h"
 
 namespace zelk::accumulate {
 

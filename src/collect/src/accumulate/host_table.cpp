@@ -13,9 +13,11 @@ bool yields_row(datastore::statement& query) {
   return found;
 }
 
-// Neither field can hold a zero byte.
-std::string key_of(std::string_view hostname, std::string_view host_arg) {
-  std::string key(hostname);
+// Neither field can hold a zero byte. Returns `key`, whose storage is used
+// again.
+const std::string& key_of(std::string_view hostname, std::string_view host_arg,
+                          std::string& key) {
+  key.assign(hostname);
   key += '\0';
   key += host_arg;
   return key;
@@ -50,13 +52,14 @@ host_table::entry host_table::get(std::int64_t run, std::string_view hostname,
                                   std::string_view host_arg) {
   if (run != known_run_ || known_.size() >= most_known) known_.clear();
   known_run_ = run;
-  std::int64_t& id = known_[key_of(hostname, host_arg)];
-  if (id != 0) return {id, false, false};
+  entry& known = known_[key_of(hostname, host_arg, key_)];
+  if (known.id != 0) return known;
 
   const std::int64_t hostname_id = names_.id(hostname);
   const std::int64_t host_arg_id = names_.id(host_arg);
-  id = find(run, hostname_id, host_arg_id);
-  if (id != 0) return {id, false, false};
+  known.hostname = hostname_id;
+  known.id = find(run, hostname_id, host_arg_id);
+  if (known.id != 0) return known;
 
   const std::string_view node =
       node_of_host(expected_, run, hostname, host_arg);
@@ -67,14 +70,14 @@ host_table::entry host_table::get(std::int64_t run, std::string_view hostname,
       .bind(3, host_arg_id)
       .bind_bytes(4, node)
       .run();
-  id = base_.last_id();
-  return {id, true, new_node};
+  known.id = base_.last_id();
+  return {known.id, hostname_id, true, new_node};
 }
 
 void host_table::take_back(const entry& unused, std::string_view hostname,
                            std::string_view host_arg) {
   remove_.bind(1, unused.id).run();
-  known_.erase(key_of(hostname, host_arg));
+  known_.erase(key_of(hostname, host_arg, key_));
 }
 
 std::int64_t host_table::find(std::int64_t run, std::int64_t hostname,

@@ -19,8 +19,9 @@ class host_table {
  public:
   struct entry {
     std::int64_t id = 0;
-    bool made = false;      // by this very call
-    bool new_node = false;  // the first result of this node in the run
+    std::int64_t hostname = 0;  // its number in the table of names
+    bool made = false;          // by this very call
+    bool new_node = false;      // the first result of this node in the run
   };
 
   host_table(datastore::database& base, name_table& names);
@@ -49,8 +50,9 @@ class host_table {
   datastore::statement expected_;
   datastore::statement insert_;
   datastore::statement remove_;
-  std::int64_t known_run_ = 0;  // of the entries in known_
-  std::unordered_map<std::string, std::int64_t> known_;
+  std::int64_t known_run_ = 0;                    // of the entries in known_
+  std::unordered_map<std::string, entry> known_;  // neither made nor new
+  std::string key_;                               // that is looked for
 };
 
 // Returns what `run` calls a host: the first of -H's text, the host name, and

@@ -28,7 +28,7 @@ class signals_blocked {
 
 }  // namespace
 
-job_thread::job_thread() {
+job_thread::job_thread(std::function<void()> told) : told_(std::move(told)) {
   const signals_blocked for_the_new_thread;
   thread_ = std::thread([this] { work(); });
 }
@@ -70,6 +70,10 @@ void job_thread::work() {
     guard.lock();
     job_ = nullptr;
     changed_.notify_all();
+    if (!told_) continue;
+    guard.unlock();
+    told_();
+    guard.lock();
   }
 }
 

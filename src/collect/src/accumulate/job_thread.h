@@ -15,7 +15,9 @@ namespace zelk::accumulate {
 
 class job_thread {
  public:
-  job_thread();
+  // `told` is called on the thread behind each job, when wait() no longer
+  // waits; it may be empty.
+  explicit job_thread(std::function<void()> told = {});
   // Waits for the job that is running.
   ~job_thread();
   job_thread(const job_thread&) = delete;
@@ -29,6 +31,7 @@ class job_thread {
  private:
   void work();
 
+  const std::function<void()> told_;
   std::mutex lock_;
   std::condition_variable changed_;
   std::function<void()> job_;  // empty: idle

@@ -1,4 +1,5 @@
-// The bytes that records on their way into the store may hold.
+// The bytes that records on their way into the store may hold, and the places
+// where they lie.
 //
 // One thread reserves, another releases. A reservation that does not fit is
 // refused, never waited for: whoever was refused is told by the wake-up call
@@ -10,6 +11,8 @@
 #include <cstddef>
 #include <functional>
 #include <utility>
+
+#include "src/collect/src/accumulate/arrival_pool.h"
 
 namespace zelk::accumulate {
 
@@ -32,6 +35,9 @@ class memory_budget {
     if (refused_.exchange(false) && wake_up_) wake_up_();
   }
 
+  // Not counted while they are spare.
+  arrival_pool& places() { return places_; }
+
   std::size_t limit() const { return limit_; }
   std::size_t held() const { return held_; }
   std::size_t left() const { return limit_ - held_; }
@@ -47,6 +53,7 @@ class memory_budget {
   std::function<void()> wake_up_;
   std::atomic<std::size_t> held_ = 0;
   std::atomic<bool> refused_ = false;
+  arrival_pool places_;
 };
 
 }  // namespace zelk::accumulate

@@ -103,7 +103,7 @@ void option_reader::declare_runs(CLI::App& command) {
 void option_reader::declare_storing(CLI::App& command) {
   command
       .add_option("--batch", words.batch,
-                  "records in one transaction at most [200]")
+                  "records that make a transaction [200]")
       ->type_name("N")
       ->check(number_from(1, 100'000));
   command

@@ -84,7 +84,7 @@ record_assembler::admission record_assembler::begin_header(std::uint64_t size,
     refuse(refusal::malformed, "");  // too few frames, told at the end
   if (skipping_) return begin_skipped(size);
 
-  arrival_ = std::make_unique<arrival>();
+  arrival_ = budget_.places().take();
   ++frames_;
   return admission::granted;
 }

@@ -16,24 +16,11 @@
 #include <string>
 #include <string_view>
 
+#include "src/collect/src/accumulate/arrival_pool.h"
 #include "src/collect/src/accumulate/memory_budget.h"
 #include "src/collect/src/accumulate/refusal.h"
-#include "src/collect/src/provider/result.h"
 
 namespace zelk::accumulate {
-
-// A record from its first byte to its place in the store.
-struct arrival {
-  provider_result record;
-  std::size_t charge = 0;  // bytes of the memory budget that it holds
-  std::shared_ptr<const std::string> peer;
-};
-
-// What a record costs besides its blocks: its fixed part and what the allocator
-// adds to four pieces of memory.
-constexpr std::size_t record_overhead = sizeof(arrival) + 128;
-// What a block takes that is not empty, however short: see util::byte_buffer.
-constexpr std::size_t least_block = 4096;
 
 class record_assembler {
  public:

@@ -16,7 +16,9 @@ using datastore::DataStoreExtension;
 result_table_options table_options(const store_options& options) {
   result_table_options table;
   table.batch_rows = options.batch_rows;
+  table.most_rows = options.growth * options.batch_rows;
   table.batch_time = options.batch_time;
+  table.on_commit_end = options.on_commit_end;
   table.busy_deadline = options.busy_deadline;
   return table;
 }
@@ -49,9 +51,16 @@ result_store::answer result_store::take(provider_result& record) {
 }
 
 result_store::answer result_store::flush() {
-  const int status = controller_->control(destination_->source.extension,
-                                          datastore::operation_flush, nullptr,
-                                          nullptr, nullptr);
+  return answer_for(controller_->control(destination_->source.extension,
+                                         datastore::operation_flush, nullptr,
+                                         nullptr, nullptr));
+}
+
+result_store::answer result_store::start_flush() {
+  return answer_for(table_->start_flush());
+}
+
+result_store::answer result_store::answer_for(int status) {
   if (status == DataStoreExtension::OPERATION_SUCCESSFULL) return answer::done;
   return status == DataStoreExtension::OPERATION_DELAYED ? answer::later
                                                          : answer::failed;

@@ -29,8 +29,11 @@ namespace zelk::accumulate {
 struct store_options {
   std::string path;  // of the datastore
   std::size_t batch_rows = 200;
+  // While a batch is being committed the next one grows to so many times that.
+  std::size_t growth = 5;
   std::chrono::milliseconds batch_time{500};
-  // As result_table_options has it.
+  // As result_table_options has them.
+  std::function<void()> on_commit_end = {};
   std::shared_ptr<const datastore::database::shared_deadline> busy_deadline =
       nullptr;
   const Config* settings = nullptr;  // what deliveries are given; not null
@@ -55,6 +58,8 @@ class result_store {
   // Copies `record` into the batch.
   answer take(provider_result& record);
   answer flush();
+  // Waits for nothing: as result_table::start_flush().
+  answer start_flush();
 
   void use_run(std::int64_t number);
   void on_outcome(std::function<void(const row_outcome&)> listener);
@@ -68,6 +73,7 @@ class result_store {
   datastore::database& database();
 
  private:
+  static answer answer_for(int status);
   answer answer_now() const;
 
   const Config& settings_;

@@ -20,6 +20,7 @@
 
 #include "src/collect/src/accumulate/result_table.h"
 
+#include <algorithm>
 #include <new>
 #include <set>
 #include <utility>
@@ -90,6 +91,7 @@ class result_table::implementation {
   }
   batch_writer& writer();
   bool full() const;
+  bool crowded() const;
   void take(datastore_row& row);
 
   void hand_over();
@@ -133,7 +135,9 @@ class result_table::implementation {
 
 result_table::implementation::implementation(
     std::string path, const result_table_options& options)
-    : path_(std::move(path)), options_(options) {
+    : path_(std::move(path)),
+      options_(options),
+      thread_(options.on_commit_end) {
   open();
 }
 
@@ -175,6 +179,12 @@ bool result_table::implementation::full() const {
          filling_.bytes() >= options_.batch_bytes;
 }
 
+// No room for another row, however long the commit takes that is running.
+bool result_table::implementation::crowded() const {
+  return filling_.size() >= std::max(options_.batch_rows, options_.most_rows) ||
+         filling_.bytes() >= options_.batch_bytes;
+}
+
 int result_table::implementation::write(datastore_row& row) {
   const std::string fault = header_fault(
       row.header, row.stdout.size(), row.stderr.size(), row.nodes_csv.size());
@@ -183,7 +193,7 @@ int result_table::implementation::write(datastore_row& row) {
     return OPERATION_REJECTED;
   }
   if (state_ == health_state::failed) return OPERATION_FAILED;
-  if (full()) {
+  if (crowded()) {
     const int status = finish_commit();
     if (status != OPERATION_SUCCESSFULL) return status;
     hand_over();

@@ -33,8 +33,15 @@ struct result_table_options {
   // batches gain little and make what a crash can take larger. Two batches are
   // in memory at most.
   std::size_t batch_rows = 4000;
+  // Rows that a batch takes, if that is more, while another one is being
+  // committed: what came meanwhile is one transaction then, and the busier the
+  // disk, the fewer there are.
+  std::size_t most_rows = 0;
   std::size_t batch_bytes = 16 << 20;
   std::chrono::milliseconds batch_time{500};  // age of its oldest record
+  // Called on another thread when a commit has ended: the owner should call
+  // start_flush(). May be empty.
+  std::function<void()> on_commit_end = {};
   // How long a commit waits for another process that is writing.
   std::chrono::milliseconds busy_limit{30000};
   std::chrono::milliseconds busy_notice{1000};
@@ -94,7 +101,7 @@ class result_table : public datastore::DataStoreExtension {
   // header's, or that is of another format; OPERATION_DELAYED when both batches
   // are full and cannot be committed now, OPERATION_FAILED when they never will
   // be; the row is untouched in these cases. Starts a commit when a batch is
-  // full, and waits for it only when the next one is full, too.
+  // full, and waits for it only when the next one has no room left.
   // Requires: use_run() was called.
   int write(datastore_row& row);
 

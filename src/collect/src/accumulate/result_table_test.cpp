@@ -2,8 +2,10 @@
 
 #include <cmath>
 #include <cstring>
+#include <future>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -260,6 +262,32 @@ TEST_F(stored_results, are_committed_when_the_batch_is_full) {
   heavy.write(a_result("node01", 1, std::string(9000, 'x')));
   heavy.table.database();
   EXPECT_EQ(heavy.told.size(), 1U);
+}
+
+// Another process holds the file, so the first commit cannot end.
+TEST_F(stored_results, gather_in_one_batch_while_another_is_committed) {
+  const std::string slow_path = place.file("slow.db");
+  std::promise<void> ended;
+  result_table_options options;
+  options.batch_rows = 3;
+  options.most_rows = 10;
+  options.on_commit_end = [&ended, told = false]() mutable {
+    if (!std::exchange(told, true)) ended.set_value();
+  };
+  a_store slow(slow_path, options);
+  datastore::database other(slow_path, datastore::open_mode::read_write);
+  other.execute("BEGIN IMMEDIATE");
+  for (int i = 0; i < 3 + 9; ++i)
+    EXPECT_EQ(slow.write(a_result("node01", i)), 0);
+  EXPECT_EQ(slow.told.size(), 0U);
+  other.execute("ROLLBACK");
+  ended.get_future().wait();
+  EXPECT_EQ(slow.table.start_flush(),
+            DataStoreExtension::OPERATION_SUCCESSFULL);
+  EXPECT_EQ(slow.told.size(), 3U);
+  EXPECT_EQ(slow.table.flush(), DataStoreExtension::OPERATION_SUCCESSFULL);
+  EXPECT_EQ(slow.told.size(), 12U);
+  EXPECT_EQ(slow.table.counters().commits, 2U);
 }
 
 TEST_F(stored_results, are_due_a_while_after_the_first_one_came) {

@@ -111,6 +111,7 @@ void scan_session::open() {
   // One descriptor for each file of a batch.
   store_options store = options_.store;
   store.batch_rows = std::min(store.batch_rows, raise_descriptor_limit());
+  store.growth = 1;
   store_ = std::make_unique<result_store>(store);
   close_abandoned_runs(store_->database());
   if (options_.run.run != "auto")

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <filesystem>
+#include <future>
 
 #include <gtest/gtest.h>
 
@@ -65,6 +66,14 @@ TEST(job_thread, finishes_its_job_before_it_ends) {
 }
 
 // SIGTERM has to reach the thread that knows how to end.
+TEST(job_thread, tells_when_nobody_would_wait_any_more) {
+  std::promise<void> told;
+  job_thread thread([&] { told.set_value(); });
+  thread.start([] {});
+  told.get_future().wait();
+  EXPECT_FALSE(thread.busy());
+}
+
 TEST(job_thread, takes_no_signals) {
   job_thread thread;
   sigset_t blocked = {};

@@ -10,9 +10,10 @@
 // copy is gone when it must be reopened. Handing in a record twice does no
 // harm, since the store knows it again.
 //
-// The batch is committed when nothing more waits. Under load there always is
-// more, and batches are as large as the store allows; a lone record is on disk
-// as fast as the disk permits. No timer is needed for either.
+// A commit begins when nothing more waits and none is running; what comes while
+// one is running goes into the next. So under load batches grow with what the
+// disk takes, and a lone record is there as fast as the disk permits. No timer
+// is needed for either.
 
 #include "src/collect/src/accumulate/store_writer.h"
 
@@ -80,6 +81,7 @@ store_writer::store_writer(const writer_options& options, hand_over& queue,
       bad_(options.bad_directory),
       unsaved_(options.unsaved_directory) {
   options_.store.busy_deadline = busy_deadline_;
+  options_.store.on_commit_end = [&queue] { queue.wake(); };
 }
 
 store_writer::~store_writer() {
@@ -178,17 +180,18 @@ void store_writer::open() {
 }
 
 void store_writer::store_all() {
-  bool tidy = true;
+  std::optional<clock::time_point> idle_at;  // nothing: the log is cut down
   while (!queue_.finished()) {
-    const clock::time_point idle_at = clock::now() + idle_time;
-    hand_over::records some =
-        queue_.take(tidy ? std::optional<clock::time_point>() : idle_at);
+    hand_over::records some = queue_.take(idle_at);
     for (std::unique_ptr<arrival>& record : some)
       store(std::move(record));
-    if (!some.empty() && queue_.empty()) commit();
+    if (!some.empty()) idle_at = clock::now() + idle_time;
+    if (queue_.empty()) start_commit();
     expect_all();
-    if (some.empty() && !tidy && !given_up_) store_->checkpoint();
-    tidy = some.empty();
+    if (!idle_at || clock::now() < *idle_at) continue;
+    idle_at.reset();
+    commit();
+    if (!given_up_) store_->checkpoint();
   }
   commit();
   expect_all();
@@ -276,6 +279,15 @@ void store_writer::submit(arrival& record) {
   }
 }
 
+// What waits is on its way to the disk, and what is there is told. Nobody waits
+// here but for a store in trouble: we are woken when a commit has ended.
+void store_writer::start_commit() {
+  if (given_up_ || in_flight_.empty()) return;
+  if (store_->start_flush() != result_store::answer::done) return commit();
+  settle();
+  look_for_completion();
+}
+
 void store_writer::commit() {
   while (!given_up_ && !in_flight_.empty()) {
     const result_store::answer answer = store_->flush();
@@ -295,6 +307,7 @@ void store_writer::settle() {
   crash_point("committed");
   change_.pending_bytes -= freed_;
   board_.add(std::exchange(change_, {}));
+  budget_.places().give_back(done_);
   budget_.release(std::exchange(freed_, 0));
   tell_();
   pause_.reset();
@@ -329,6 +342,7 @@ void store_writer::settle_one(const row_outcome& decided) {
 
 void store_writer::release_front() {
   freed_ += in_flight_.front()->charge;
+  done_.push_back(std::move(in_flight_.front()));
   in_flight_.pop_front();
 }
 

@@ -100,6 +100,7 @@ class store_writer {
   void store_all();
   void store(std::unique_ptr<arrival> record);
   void submit(arrival& record);
+  void start_commit();
   void commit();
   void settle();
   void settle_one(const row_outcome& decided);
@@ -135,6 +136,7 @@ class store_writer {
   // Of the thread:
   std::unique_ptr<result_store> store_;
   std::deque<std::unique_ptr<arrival>> in_flight_;  // taken, in that order
+  std::vector<std::unique_ptr<arrival>> done_;      // told, not given back yet
   tally change_;           // since the board was last told
   std::size_t freed_ = 0;  // bytes, since the budget was last told
   backoff pause_;
