@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 #include <vector>
 
-#include "src/common/node/node_set.h"
+#include "src/collect/src/utils/outside_groups.h"
 #include "src/common/preproc/preproc.h"
 #include "src/common/str/nearest_word.h"
 #include "src/common/str/str.h"
@@ -16,59 +17,15 @@ namespace {
 constexpr char no_node_file[] =
     "expected a node file (-n), which has the roles";
 
-std::string first_line(const std::string& text) {
-  constexpr std::size_t most = 200;  // bytes of somebody else's complaint
-  std::string line = str::strip(text);
-  line = line.substr(0, std::min(line.find('\n'), most));
-  for (char& c : line)
-    if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = '?';
-  return line;
-}
-
-// Runs a command that prints a node set.
-node::expansion ask(const std::string& program, const std::string& command,
-                    const surroundings& outside) {
-  const command_answer answer = outside.run(command);
-  if (!answer.ran) return {{}, "cannot run " + program + ": " + answer.errors};
-  if (answer.exit_status == 127) return {{}, program + " is not installed"};
-  if (answer.exit_status == 124) return {{}, program + " did not answer"};
-  if (answer.exit_status != 0)
-    return {{}, program + ": " + first_line(answer.errors)};
-  node::node_set set = node::parse_node_set(answer.output);
-  if (!set.problem.empty())
-    return {{}, program + " printed no node set: " + set.problem};
-  return {std::move(set.names), ""};
-}
-
-std::string sinfo_command(const std::string& condition) {
-  return "sinfo --noheader --Node --format=%N " + condition;
-}
-
-// A partition that does not exist is an empty answer to sinfo.
-node::expansion partition_nodes(const std::string& partition,
-                                const surroundings& outside) {
-  node::expansion found = ask(
-      "sinfo", sinfo_command("--partition=" + preproc::shell_quoted(partition)),
-      outside);
-  if (found.problem.empty() && found.names.empty())
-    return {{}, "Slurm has no nodes in a partition '" + partition + "'"};
-  return found;
-}
-
-node::expansion cluset_group(const std::string& group,
-                             const surroundings& outside) {
-  node::expansion found =
-      ask("cluset", "cluset --fold -- " + preproc::shell_quoted("@" + group),
-          outside);
-  if (found.problem == "cluset is not installed")
-    return {{},
-            "there is no group '@" + group +
-                "' (known: @role:..., @subcluster:..., @slurm:..., @*; others "
-                "by cluset, which is not installed)"};
-  // It says so of groups that do not exist, too.
-  if (found.problem.empty() && found.names.empty())
-    found.problem = "cluset knows no nodes of a group '@" + group + "'";
-  return found;
+program_runner by(const surroundings& outside) {
+  return [&outside](const std::vector<std::string>& words) {
+    std::string line;
+    for (const std::string& word : words)
+      line += (line.empty() ? "" : " ") + preproc::shell_quoted(word);
+    command_answer answer = outside.run(line);
+    return program_answer{answer.ran, answer.exit_status,
+                          std::move(answer.output), std::move(answer.errors)};
+  };
 }
 
 template <typename Has>
@@ -137,13 +94,12 @@ node::expansion nodes_of_group(std::string_view group,
   const std::string rest = colon == name.npos ? "" : name.substr(colon + 1);
   if (colon != name.npos && (source == "role" || source == "subcluster"))
     return with_note(source, rest, nodes);
-  if (colon != name.npos && source == "slurm")
-    return partition_nodes(rest, outside);
-  return cluset_group(name, outside);
+  return outside_group(name, "@role:..., @subcluster:..., @slurm:..., @*",
+                       by(outside));
 }
 
 node::expansion idle_nodes(const surroundings& outside) {
-  return ask("sinfo", sinfo_command("--states=idle"), outside);
+  return slurm_idle_nodes(by(outside));
 }
 
 }  // namespace zelk::collect

@@ -17,8 +17,7 @@ namespace zelk::collect {
 //   @role:login       by the node file, which `nodes` was read from
 //   @subcluster:gpu
 //   @*                all of the node file
-//   @slurm:debug      the nodes of a partition, by sinfo(1)
-//   @anything         by cluset(1), where it is installed
+//   @slurm:debug      and whatever else other programs know: outside_groups.h
 //
 // `nodes` is null when there is no node file.
 node::expansion nodes_of_group(std::string_view group,

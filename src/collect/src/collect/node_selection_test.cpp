@@ -118,11 +118,12 @@ TEST_F(select, asks_slurm_and_cluset_for_other_groups) {
   from_.nodes = {"@slurm:it's"};
   EXPECT_EQ(names(), (words{"n1", "n2"}));
   EXPECT_EQ(world_.commands.front(),
-            "sinfo --noheader --Node --format=%N --partition='it'\\''s'");
+            "'sinfo' '--noheader' '--Node' '--format=%N' "
+            "'--partition=it'\\''s'");
   world_.commands.clear();
   from_.nodes = {"@rack1"};
   EXPECT_EQ(names(), (words{"n1", "n2"}));
-  EXPECT_EQ(world_.commands.front(), "cluset --fold -- '@rack1'");
+  EXPECT_EQ(world_.commands.front(), "'cluset' '--fold' '--' '@rack1'");
 }
 
 TEST_F(select, says_why_a_group_cannot_be_had) {
@@ -281,7 +282,7 @@ TEST_F(select, leaves_busy_nodes_out_and_names_them) {
   EXPECT_EQ(names(), (words{"n1", "n3"}));
   EXPECT_EQ(selected().busy, (words{"n2", "n4"}));
   EXPECT_EQ(world_.commands.front(),
-            "sinfo --noheader --Node --format=%N --states=idle");
+            "'sinfo' '--noheader' '--Node' '--format=%N' '--states=idle'");
   world_.reply.output = "";
   EXPECT_EQ(problem(), "--idle: no node is idle of n[1-4] (4)");
 }
