@@ -52,6 +52,17 @@ struct node_value {
   std::string before;  // in the baseline; "" when unknown
   std::optional<double> number, z, delta_percent;  // from the median of peers
   std::optional<double> number_before = {};        // of `before`
+  // Of a finding about several facts, where it is not the finding's own: which
+  // fact it is a value of, and the unit of its numbers.
+  std::string fact = {}, unit = {};
+};
+
+// What a limit allows; "nothing" is no end on that side.
+struct allowed_numbers {
+  std::optional<double> least, most;
+  bool inverted = false;  // fine is what lies outside
+  // Who set it: "--limit mem.total=250GiB:", "etc/checks/memory.xml:12".
+  std::string set_by;
 };
 
 struct finding {
@@ -86,6 +97,11 @@ struct finding {
   bool blames_nobody = false;
   // Of one about such groups: value and nodes, most nodes first.
   std::vector<std::pair<std::string, std::vector<std::string>>> groups;
+  // For programs, in `unit`: the number that is `reference` in words, the limit
+  // that was broken, and the values of `groups`, in their order.
+  std::optional<double> reference_number;
+  std::optional<allowed_numbers> limit;
+  std::vector<std::optional<double>> group_numbers;
 };
 
 // A class of like nodes.

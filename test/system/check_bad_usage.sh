@@ -13,13 +13,14 @@ refused "'--run' is no check" -- --run
 refused 'is the run that is judged' --baseline 1
 refused 'No run is marked as the baseline' --run baseline
 refused '-w: ' -w 'n[3-1]'
-refused 'is no group' -w @nosuch
+refused 'is no group' -w @class:nosuch
 refused '--limit: ' --limit x
 refused "no fact 'box.color'; did you mean 'box.colour'" --limit box.color=1:2
 refused "'zz*' is no check" 'zz*'
 refused '--redact is for the page' --redact hosts -o report.json
 refused 'is no check' --explain nosuch
 refused 'no provider and no fact' --diff nosuch
+refused "--all is for --diff and --show node" --all
 refused 'neither expected nor has n9' --show node n9
 refused 'cannot be used' -c nosuch.xml
 refused 'cannot read node file' -n nosuch

@@ -139,6 +139,7 @@ void parser::declare_saying() {
   text("--sort", "severity check nodes state [severity]", "BY");
   text("--diff", "what nodes of a class answer unlike", "PROVIDER|FACT");
   text("--show", "everything known about nodes, or checks", "node|check");
+  flag("--all", to_.all, "of --diff and --show node: also what is not wrong");
   flag("--drain-commands", typed_.drain,
        "print, never execute, the batch system's commands");
 }
@@ -164,6 +165,7 @@ void parser::declare_output() {
       ->check(cli::filled());
   list("--html", typed_.html, "write the page there besides", "FILE")
       ->check(cli::filled());
+  flag("--open", to_.open, "show the page that was written");
   flag("--header", to_.report.header, "of plain and csv: name the columns");
   app_.add_flag_callback(
       "-1,--one-per-line", [this] { to_.report.one_line = false; },

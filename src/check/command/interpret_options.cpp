@@ -85,6 +85,9 @@ void interpreter::interpret_action() {
 void interpreter::interpret_operands() {
   if (const std::string* difference = given("--diff"))
     to_.difference = *difference;
+  if (to_.all && to_.what != action::differences &&
+      to_.what != action::show_nodes)
+    throw usage_mistake("--all is for --diff and --show node");
   if (const std::string* explained = given("--explain"))
     to_.asked.push_back(*explained);
   const bool shows = given("--show") != nullptr;
@@ -223,6 +226,8 @@ void interpreter::interpret_redaction() {
 
 void interpreter::interpret_page() {
   page_options& page = to_.page;
+  if (to_.open && to_.page_file() == nullptr)
+    throw usage_mistake("--open shows a page in a file: -o FILE.html");
   if (const auto* title = given("--title")) page.title = *title;
   if (const auto* theme = given("--theme")) {
     check_one_of("--theme", *theme, {"auto", "light", "dark"});

@@ -11,6 +11,7 @@
 
 #include "src/check/command/known_checks.h"
 #include "src/check/command/limits.h"
+#include "src/check/input/asked_groups.h"
 #include "src/check/input/load.h"
 #include "src/check/input/node_notes.h"
 #include "src/check/input/only_nodes.h"
@@ -96,7 +97,8 @@ class run_judge {
         base_(base),
         descriptions_(settings.descriptions,
                       settings.install_root + "/share/zelkara/description.xsd"),
-        loader_(std::make_unique<run_loader>(base, descriptions_)) {
+        loader_(std::make_unique<run_loader>(base, descriptions_)),
+        others_(limit_of_a_question(settings.timeout)) {
     if (!settings.nodefile.empty()) notes_ = read_nodefile(settings.nodefile);
   }
 
@@ -115,13 +117,14 @@ class run_judge {
   void tell_what_is_about_nothing(const std::vector<metric_limit>& limits,
                                   const std::vector<acceptance>& accepted,
                                   const run_data& run) const;
-  judgement chosen(judgement all, const run_data& run) const;
+  judgement chosen(judgement all, const run_data& run);
 
   const check_settings& settings_;
   const check_set& checks_;
   database& base_;
   facts::description_set descriptions_;
   std::unique_ptr<run_loader> loader_;
+  asked_groups others_;
   std::optional<node::Nodelist> notes_;
   std::vector<std::string>
       unknown_;  // nodes of --class, of the last run loaded
@@ -130,7 +133,7 @@ class run_judge {
 run_data run_judge::load_noted(std::int64_t number) {
   run_data loaded = loader_->load(number);
   if (notes_) give_notes(loaded, *notes_);
-  unknown_ = give_classes(loaded, settings_.classes);
+  unknown_ = give_classes(loaded, settings_.classes, others_);
   return loaded;
 }
 
@@ -194,14 +197,15 @@ std::vector<earlier_run> run_judge::history_of(
   return earlier;
 }
 
-judgement run_judge::chosen(judgement all, const run_data& run) const {
+judgement run_judge::chosen(judgement all, const run_data& run) {
   if (settings_.nodes.empty() && settings_.excluded.empty()) return all;
   node_groups groups = groups_of(run);
   add_classes(groups, all.classes);
   std::vector<std::string> names = run.nodes;
-  if (!settings_.nodes.empty()) names = names_of("-w", settings_.nodes, groups);
+  if (!settings_.nodes.empty())
+    names = names_of("-w", settings_.nodes, groups, others_);
   const std::vector<std::string> out =
-      names_of("-x", settings_.excluded, groups);
+      names_of("-x", settings_.excluded, groups, others_);
   std::vector<std::string> unknown_out = out;
   remove_names(unknown_out, run.nodes);
   if (!unknown_out.empty())

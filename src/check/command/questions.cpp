@@ -1,5 +1,6 @@
 #include "src/check/command/questions.h"
 
+#include <algorithm>
 #include <iostream>
 #include <optional>
 #include <string>
@@ -84,9 +85,11 @@ int show_nodes(const check_settings& settings) {
   const judged_run judged = judge_run(settings, read_checks(settings));
   node_groups groups = groups_of(judged.run);
   add_classes(groups, judged.what.classes);
+  asked_groups others(limit_of_a_question(settings.timeout));
   const std::vector<std::string> names =
-      names_of("--show node", settings.asked, groups);
-  const report_options options = report_options_for(settings, true);
+      names_of("--show node", settings.asked, groups, others);
+  report_options options = report_options_for(settings, true);
+  if (settings.all) options.limit_rows = 0;
   std::vector<std::string> unknown;
   write_as_text(options, std::cout, [&](std::ostream& out) {
     unknown = write_nodes(judged.what, judged.run, names, options, out);
@@ -97,14 +100,24 @@ int show_nodes(const check_settings& settings) {
 }
 
 int show_differences(const check_settings& settings) {
-  const judged_run judged = judge_run(settings, read_checks(settings));
+  const check_set checks = read_checks(settings);
+  const judged_run judged = judge_run(settings, checks);
   const report_options options = report_options_for(settings, true);
+  allowances allowed(checks, settings.judge);
+  difference_wish wish{settings.difference, {}};
+  if (!settings.all)
+    wish.allowed = [&](const fact_column& fact) { return allowed.of(fact); };
   bool is_known = false;
   write_as_text(options, std::cout, [&](std::ostream& out) {
-    is_known = write_differences(judged.run, judged.what, settings.difference,
-                                 options, out);
+    is_known = write_differences(judged.run, judged.what, wish, options, out);
   });
   if (is_known) return status_fine;
+  if (std::any_of(judged.run.providers.begin(), judged.run.providers.end(),
+                  [&](const provider_info& each) {
+                    return each.name == settings.difference;
+                  }))
+    throw refusal("--diff: no fact was read out of what '" +
+                  settings.difference + "' says in this run");
   throw refusal(
       "--diff: the run has no provider and no fact '" + settings.difference +
       "'" +

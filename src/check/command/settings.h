@@ -57,6 +57,7 @@ struct check_settings {
   std::vector<class_override> classes;       // --class
   std::vector<std::string> asked;  // checks to explain; node sets to show
   std::string difference;          // --diff
+  bool all = false;                // --all: also what is not wrong
 
   judge_options judge;  // but its times
   std::vector<std::string> limits;
@@ -69,6 +70,7 @@ struct check_settings {
   page_options page;
   std::string logo, assets;  // files of the page
   std::string figure;        // --figure; "": heatmap
+  bool open = false;         // --open: show the page
   bool ascii = false;
   color_use color = color_use::automatic;
   bool exit_zero = false;
@@ -90,6 +92,14 @@ struct check_settings {
   bool is_plugin() const {
     return form && form->what == document::report &&
            form->report == report_form::nagios;
+  }
+
+  // The first file that a page is written to; null: there is none.
+  const output_place* page_file() const {
+    for (const output_place& each : outputs)
+      if (each.path != "-" && each.form && each.form->what == document::page)
+        return &each;
+    return nullptr;
   }
 };
 

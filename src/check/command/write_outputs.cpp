@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -15,6 +16,7 @@
 
 #include "src/check/command/file_hashes.h"
 #include "src/check/command/output_file.h"
+#include "src/check/command/page_viewer.h"
 #include "src/check/command/terminal.h"
 #include "src/check/input/error_output.h"
 #include "src/check/input/node_notes.h"
@@ -312,6 +314,15 @@ void output_writer::write(const output_place& place) {
   file.keep();
 }
 
+// Nobody's status depends on whether there is a screen: the page is written.
+void show_page(const output_place& page) {
+  constexpr std::chrono::seconds patience{2};
+  const std::string problem = open_page(page.path, patience);
+  if (!problem.empty())
+    std::cerr << program_name << ": --open: " << problem << "; the page is "
+              << text::visible_text(page.path) << '\n';
+}
+
 }  // namespace
 
 report_options report_options_for(const check_settings& settings,
@@ -355,6 +366,7 @@ void write_outputs(const check_settings& settings, const judged_run& judged) {
   for (const bool to_standard_output : {false, true})
     for (const output_place& place : settings.outputs)
       if (is_standard_output(place) == to_standard_output) writer.write(place);
+  if (settings.open) show_page(*settings.page_file());
 }
 
 }  // namespace zelk::check

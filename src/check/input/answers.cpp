@@ -5,7 +5,10 @@
 #include <algorithm>
 #include <map>
 #include <string_view>
+#include <vector>
 
+#include "src/collect/src/utils/scale_timeout.h"
+#include "src/common/str/str.h"
 #include "src/common/text/utf8.h"
 #include "src/common/text/visible_text.h"
 
@@ -29,6 +32,9 @@ constexpr int first_signal = 128;
 // The shell's own.
 constexpr int status_not_executable = 126;
 constexpr int status_not_found = 127;
+
+// The option set of a provider that has none.
+constexpr char no_option[] = "None";
 
 constexpr std::size_t longest_reason = 200;  // bytes
 
@@ -98,7 +104,40 @@ std::string reason_of(answer kind, const stored_result& result,
   }
 }
 
+// The value of the last --timeout; "" when there is none. Words are parted by
+// blanks, as they are stored.
+std::string typed_timeout(const std::string& command_line) {
+  constexpr std::string_view option = "--timeout";
+  std::string found;
+  const std::vector<std::string> words = str::split(command_line, ' ');
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    if (words[i] == "--") break;
+    if (words[i] == option && i + 1 < words.size()) found = words[i + 1];
+    if (words[i].starts_with(std::string(option) + "="))
+      found = words[i].substr(option.size() + 1);
+  }
+  const bool is_number =
+      found.find_first_not_of("0123456789") == found.npos && found.size() < 8;
+  return is_number ? found : "";
+}
+
 }  // namespace
+
+std::string limit_words(const std::string& command_line,
+                        const std::string& provider,
+                        const std::string& option) {
+  const std::string typed = typed_timeout(command_line);
+  if (!typed.empty())
+    return "the limit set by --timeout " + typed + " of zelk-collect" +
+           (std::stoll(typed) < least_timeout_sec
+                ? ", which is never less than " +
+                      std::to_string(least_timeout_sec) + " s"
+                : "");
+  const bool has_options = !option.empty() && option != no_option;
+  return "the limit set by <timeout> in " + provider + ".xml or, over it, " +
+         (has_options ? "of option '" + option + "' in zelk.xml"
+                      : "in zelk.xml");
+}
 
 bool explains_itself(const stored_result& result) {
   const answer kind = kind_of(result.exit_status);

@@ -18,6 +18,11 @@ provider_answer answer_of(const reading::stored_result& result,
                           std::optional<facts::outcome> read,
                           const std::string& error_line);
 
+// Who set the limit at which an option set of a provider was stopped: the
+// command line of the run, or else the files where it stands.
+std::string limit_words(const std::string& command_line,
+                        const std::string& provider, const std::string& option);
+
 // Whether the answer's reason is in what it wrote to standard error.
 bool explains_itself(const reading::stored_result& result);
 

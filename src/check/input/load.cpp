@@ -340,6 +340,9 @@ void run_reader::read_group(const std::vector<const stored_result*>& like,
     info.answers[node] = answer_of(
         *each, read.what,
         explains_itself(*each) ? outputs_.last_error_line(*each) : "");
+    if (info.answers[node].what == answer::timed_out)
+      info.answers[node].reason +=
+          ", " + limit_words(made_.run.command_line, info.name, info.option_id);
   }
   if (std::find(info.versions.begin(), info.versions.end(), first.version) ==
       info.versions.end())

@@ -83,7 +83,9 @@ TEST_F(load_, keeps_what_did_not_answer_apart_from_what_failed) {
       {83, answer::incomplete, "line\nm.sh: incomplete: /sys/x\n\n", "/sys/x"},
       {1, answer::failed, "", "ended with status 1"},
       {3, answer::failed, "it broke\n", "ended with status 3: it broke"},
-      {124, answer::timed_out, "", "stopped after 2 s"},
+      {124, answer::timed_out, "",
+       "stopped after 2 s, the limit set by <timeout> in memory.xml or, over "
+       "it, in zelk.xml"},
       {125, answer::failed, "", "ended in an unknown way"},
       {127, answer::failed, "", "command not found"},
       {137, answer::failed, "", "ended by signal 9"},

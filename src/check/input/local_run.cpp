@@ -217,10 +217,16 @@ void local_runner::take_in(const task& one) {
       series.read(one.output, one.result.exit_status);
   info.answers = {
       answer_of(one.result, read.what, reading::last_line(one.errors))};
-  if (one.given == 0) info.answers.front().reason = "no time was left for it";
+  provider_answer& answered = info.answers.front();
+  if (one.given == 0)
+    answered.reason = "no time was left for it: -t sets the time for all";
+  else if (answered.what == answer::timed_out && one.given < one.timeout)
+    answered.reason += ", its share of the time for all, which -t sets";
+  else if (answered.what == answer::timed_out)
+    answered.reason += ", " + limit_words("", one.name, one.option_id);
   made_.run.results_expected += 1;
   made_.run.results += 1;
-  const answer what = info.answers.front().what;
+  const answer what = answered.what;
   if (what == answer::ok || what == answer::incomplete)
     facts_.add(series, read, one.version, {0});
   facts_.end();

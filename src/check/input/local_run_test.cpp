@@ -118,6 +118,8 @@ TEST_F(measure_here_, keeps_to_its_deadline) {
   EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(8));
   ASSERT_EQ(run.providers.size(), 2U);
   EXPECT_EQ(run.providers[0].answers[0].what, answer::timed_out);
+  EXPECT_TRUE(run.providers[0].answers[0].reason.ends_with(
+      " s, its share of the time for all, which -t sets"));
   EXPECT_EQ(value_of(run, "mem.later.total"), "5") << "starved";
 }
 
@@ -128,7 +130,8 @@ TEST_F(measure_here_, runs_nothing_when_there_is_no_time) {
   const run_data run = measure_here(wish_);
   ASSERT_EQ(run.providers.size(), 1U);
   EXPECT_EQ(run.providers[0].answers[0].what, answer::timed_out);
-  EXPECT_EQ(run.providers[0].answers[0].reason, "no time was left for it");
+  EXPECT_EQ(run.providers[0].answers[0].reason,
+            "no time was left for it: -t sets the time for all");
 }
 
 TEST_F(measure_here_, tells_what_failed) {

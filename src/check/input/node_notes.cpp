@@ -96,12 +96,14 @@ class_override read_class_override(const std::string& text) {
 }
 
 std::vector<std::string> give_classes(
-    run_data& to, const std::vector<class_override>& classes) {
+    run_data& to, const std::vector<class_override>& classes,
+    asked_groups& others) {
   std::map<std::string, std::string> given;  // node, class
   std::vector<std::string> unknown;
   const node_groups groups = groups_of(to);
   for (const class_override& each : classes)
-    for (const std::string& name : names_of("--class", {each.nodes}, groups)) {
+    for (const std::string& name :
+         names_of("--class", {each.nodes}, groups, others)) {
       const auto [known, is_new] = given.emplace(name, each.name);
       if (known->second != each.name)
         throw refusal("--class: '" + text::visible_text(name) +
@@ -146,37 +148,49 @@ bool has_kind(const node_groups& groups, const std::string& kind) {
   return first != groups.end() && first->first.starts_with(kind + ":");
 }
 
+// Of what was typed, in case that it was a slip.
+std::string meant(const std::string& group, const node_groups& groups) {
+  std::vector<std::string> known;
+  for (const auto& [name, nodes] : groups)
+    known.push_back("@" + name);
+  return str::did_you_mean("@" + group, known);
+}
+
+// A group of the run's own kinds, of which there is no such one.
+std::string problem_of(const std::string& kind, const std::string& group,
+                       const node_groups& groups) {
+  const std::string named = "'@" + text::visible_text(group) + "'";
+  if (kind != "class" && !has_kind(groups, kind))
+    return named + ": no node of the run has a " + kind + "; " + kind +
+           "s are read from a node file: -n FILE";
+  return named + " is no group: @role:R, @subcluster:S, @class:C or @*" +
+         meant(group, groups);
+}
+
 }  // namespace
 
-node::group_source source_of(const node_groups& groups) {
-  return [&groups](std::string_view group) {
-    const auto found = groups.find(std::string(group));
+node::group_source source_of(const node_groups& groups, asked_groups& others) {
+  return [&groups, &others](std::string_view group) {
+    const std::string name(group);
+    const auto found = groups.find(name);
     if (found != groups.end()) return node::expansion{found->second, ""};
-    std::vector<std::string> known;
-    for (const auto& [name, nodes] : groups)
-      known.push_back("@" + name);
-    const std::string word = "@" + std::string(group);
-    for (const char* kind : {"role", "subcluster"})
-      if (group.starts_with(std::string(kind) + ":") && !has_kind(groups, kind))
-        return node::expansion{
-            {},
-            "'" + text::visible_text(word) + "': no node of the run has a " +
-                kind + "; " + kind + "s are read from a node file: -n FILE"};
-    return node::expansion{
-        {},
-        "'" + text::visible_text(word) +
-            "' is no group: @role:R, @subcluster:S, @class:C or @*" +
-            str::did_you_mean(word, known)};
+    for (const char* kind : {"role", "subcluster", "class"})
+      if (name.starts_with(std::string(kind) + ":"))
+        return node::expansion{{}, problem_of(kind, name, groups)};
+    node::expansion other = others.of(name);
+    if (!other.problem.empty()) other.problem += meant(name, groups);
+    return other;
   };
 }
 
 std::vector<std::string> names_of(const std::string& option,
                                   const std::vector<std::string>& sets,
-                                  const node_groups& groups) {
+                                  const node_groups& groups,
+                                  asked_groups& others) {
   std::vector<std::string> all;
   for (const std::string& typed : sets) {
     const std::string& text = typed == "-" ? standard_input() : typed;
-    node::node_set set = node::parse_node_set(text, source_of(groups));
+    node::node_set set = node::parse_node_set(text, source_of(groups, others));
     if (!set.problem.empty()) refuse_set(option, text, set);
     std::move(set.names.begin(), set.names.end(), std::back_inserter(all));
   }

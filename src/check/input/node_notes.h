@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "src/check/input/asked_groups.h"
 #include "src/check/judgement.h"
 #include "src/check/run_data.h"
 #include "src/common/node/node_set.h"
@@ -36,7 +37,8 @@ class_override read_class_override(const std::string& text);
 // Gives the classes, over those of notes. A node in two of them is a refusal.
 // Returns the nodes that the run does not know, in natural order.
 std::vector<std::string> give_classes(
-    run_data& to, const std::vector<class_override>& classes);
+    run_data& to, const std::vector<class_override>& classes,
+    asked_groups& others);
 
 // Groups by their names without "@": "role:login", "subcluster:gpu", "class:A"
 // and "*" for all.
@@ -47,12 +49,14 @@ node_groups groups_of(const run_data& run);
 // Puts the classes that were found in the place of those that were given.
 void add_classes(node_groups& to, const std::vector<class_view>& classes);
 
-// For node::parse_node_set(). `groups` must outlive it.
-node::group_source source_of(const node_groups& groups);
+// For node::parse_node_set(): what is no role, subcluster or class is asked of
+// `others`. Both must outlive it.
+node::group_source source_of(const node_groups& groups, asked_groups& others);
 
 // The names of the sets, which an option `option` gave; "-" is standard input.
 std::vector<std::string> names_of(const std::string& option,
                                   const std::vector<std::string>& sets,
-                                  const node_groups& groups);
+                                  const node_groups& groups,
+                                  asked_groups& others);
 
 }  // namespace zelk::check

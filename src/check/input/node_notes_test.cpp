@@ -18,6 +18,15 @@ run_data cluster() {
   return run;
 }
 
+// A machine that has no other groups.
+asked_groups& nobody() {
+  static asked_groups none([](const name_list& words) {
+    ADD_FAILURE() << "asks " << words.front();
+    return program_answer{true, 127, "", ""};
+  });
+  return none;
+}
+
 class node_notes_ : public testing::Test {
  protected:
   std::string complaint_about(const std::string& text) {
@@ -58,7 +67,7 @@ TEST_F(node_notes_, complain_about_files_that_cannot_be_used) {
 std::string complaint_about(const std::vector<class_override>& classes) {
   run_data run = cluster();
   try {
-    give_classes(run, classes);
+    give_classes(run, classes, nobody());
   } catch (const reading::refusal& error) {
     return error.what();
   }
@@ -68,13 +77,14 @@ std::string complaint_about(const std::vector<class_override>& classes) {
 TEST(give_classes, puts_them_over_notes) {
   run_data run = cluster();
   run.notes[1] = {"login", "", "old"};
-  EXPECT_TRUE(give_classes(run, {{"G", "gpu1"}, {"L", "@role:login"}}).empty());
+  EXPECT_TRUE(give_classes(run, {{"G", "gpu1"}, {"L", "@role:login"}}, nobody())
+                  .empty());
   EXPECT_EQ(run.notes[0].class_name, "G");
   EXPECT_EQ(run.notes[1].class_name, "L");
   EXPECT_EQ(run.notes[3].class_name, "");
 }
 
-// Which of the two was meant nobody can tell.
+// Which of the two was meant nobody() can tell.
 TEST(give_classes, refuses_a_node_in_two_classes) {
   EXPECT_EQ(complaint_about({{"all", "@*"}, {"mine", "node2"}}),
             "--class: 'node2' is in two classes, all and mine");
@@ -85,8 +95,9 @@ TEST(give_classes, refuses_a_node_in_two_classes) {
 
 TEST(give_classes, names_nodes_that_are_not_in_the_run) {
   run_data run = cluster();
-  EXPECT_EQ(give_classes(run, {{"X", "node[2-3,9]"}, {"Y", "a,node1"}}),
-            (name_list{"a", "node3", "node9"}));
+  EXPECT_EQ(
+      give_classes(run, {{"X", "node[2-3,9]"}, {"Y", "a,node1"}}, nobody()),
+      (name_list{"a", "node3", "node9"}));
   EXPECT_EQ(run.notes[2].class_name, "X");
   EXPECT_EQ(run.notes[3].class_name, "");
 }
@@ -103,25 +114,65 @@ TEST(names_of, knows_groups_of_notes_and_of_classes_found) {
   run.notes[0] = {"compute,enhanced", "gpu", "old"};
   node_groups groups = groups_of(run);
   add_classes(groups, {{"A", {}, {"node1", "node2"}, true, ""}});
-  EXPECT_EQ(names_of("-w", {"@role:enhanced", "@class:A"}, groups),
+  EXPECT_EQ(names_of("-w", {"@role:enhanced", "@class:A"}, groups, nobody()),
             (name_list{"gpu1", "node1", "node2"}));
-  EXPECT_EQ(names_of("-w", {"@*!node*"}, groups), name_list{"gpu1"});
+  EXPECT_EQ(names_of("-w", {"@*!node*"}, groups, nobody()), name_list{"gpu1"});
   try {
-    names_of("-w", {"@role:enhnaced"}, groups);
+    names_of("-w", {"@role:enhnaced"}, groups, nobody());
     ADD_FAILURE();
   } catch (const reading::refusal& error) {
     EXPECT_NE(std::string(error.what()).find("did you mean '@role:enhanced'?"),
               std::string::npos);
   }
-  EXPECT_THROW(names_of("-w", {"@class:old"}, groups), reading::refusal);
-  EXPECT_THROW(names_of("-w", {"node[3-1]"}, groups), reading::refusal);
+  EXPECT_THROW(names_of("-w", {"@class:old"}, groups, nobody()),
+               reading::refusal);
+  EXPECT_THROW(names_of("-w", {"node[3-1]"}, groups, nobody()),
+               reading::refusal);
+}
+
+TEST(names_of, asks_others_for_what_is_no_group_of_the_run) {
+  run_data run = cluster();
+  const node_groups groups = groups_of(run);
+  asked_groups others([](const name_list& words) {
+    return words.front() == "sinfo" ? program_answer{true, 0, "node[1-2]", ""}
+                                    : program_answer{true, 127, "", ""};
+  });
+  EXPECT_EQ(names_of("-x", {"@slurm:debug!node1"}, groups, others),
+            name_list{"node2"});
+  EXPECT_TRUE(give_classes(run, {{"D", "@slurm:debug"}}, others).empty());
+  EXPECT_EQ(run.notes[2].class_name, "D");
+  try {
+    names_of("-w", {"gpu1,@rack1"}, groups, others);
+    ADD_FAILURE();
+  } catch (const reading::refusal& error) {
+    EXPECT_EQ(std::string(error.what()),
+              "-w: there is no group '@rack1' (known: @role:R, @subcluster:S, "
+              "@class:C, @slurm:P, @*; others by cluset, which is not "
+              "installed)\ngpu1,@rack1\n     ^");
+  }
+}
+
+TEST(names_of, finds_slips_in_what_nobody_knows) {
+  run_data run = cluster();
+  run.notes[0].role = "login";
+  asked_groups others([](const name_list&) {
+    return program_answer{true, 1, "", "no"};
+  });
+  try {
+    names_of("-w", {"@rol:login"}, groups_of(run), others);
+    ADD_FAILURE();
+  } catch (const reading::refusal& error) {
+    EXPECT_TRUE(std::string(error.what())
+                    .starts_with("-w: cluset: no; did you mean '@role:login'?"))
+        << error.what();
+  }
 }
 
 TEST(names_of, says_where_roles_come_from) {
   const node_groups groups = groups_of(cluster());
   for (const char* kind : {"role", "subcluster"})
     try {
-      names_of("-w", {std::string("@") + kind + ":x"}, groups);
+      names_of("-w", {std::string("@") + kind + ":x"}, groups, nobody());
       ADD_FAILURE() << kind;
     } catch (const reading::refusal& error) {
       const std::string text = error.what();

@@ -44,7 +44,9 @@ check_definition timed_out() {
                   "a limit that is too short for this machine"};
   check.advice = {
       "look for tasks in state D on NODES: ps -eo pid,stat,wchan,cmd",
-      "the limit stands in the provider's description, <timeout>"};
+      "where the limit stands: <timeout> of the provider's description, over "
+      "it the option set's or collect's in zelk.xml, over all --timeout of "
+      "zelk-collect"};
   check.explain =
       "What was to be measured is not known: it is neither good nor bad.";
   return check;

@@ -116,6 +116,7 @@ check_plan::check_plan(const check_set& checks, const judge_options& options)
     check_definition& made = made_.emplace_back(*limit);
     made.facts = {each.metric};
     made.what.limit = each.allowed;
+    made.typed = each.text;
     add(made, true);
   }
 }

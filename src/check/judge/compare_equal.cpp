@@ -69,34 +69,13 @@ bool is_ignored(const comparison& of, const check_definition& check,
                                              : of.run.text(value));
 }
 
-// Whether both texts are the same words, but for numbers that are no further
-// apart than `percent`: "1541 2055 3082".
-bool is_close(std::string_view a, std::string_view b, double percent) {
-  constexpr std::string_view blanks = " \t\n";
-  while (true) {
-    a.remove_prefix(std::min(a.find_first_not_of(blanks), a.size()));
-    b.remove_prefix(std::min(b.find_first_not_of(blanks), b.size()));
-    if (a.empty() || b.empty()) return a.empty() == b.empty();
-    const std::string_view left = a.substr(0, a.find_first_of(blanks));
-    const std::string_view right = b.substr(0, b.find_first_of(blanks));
-    if (left != right) {
-      const auto number = number_in(left), other = number_in(right);
-      if (!number || !other) return false;
-      const double larger = std::max(std::abs(*number), std::abs(*other));
-      if (std::abs(*number - *other) > larger * percent / 100) return false;
-    }
-    a.remove_prefix(left.size());
-    b.remove_prefix(right.size());
-  }
-}
-
 bool is_close(const comparison& of, const check_definition& check,
               std::uint32_t value, std::uint32_t reference) {
   if (!check.what.min_effect || value == absent_value ||
       reference == absent_value)
     return false;
-  return is_close(of.run.text(value), of.run.text(reference),
-                  *check.what.min_effect);
+  return are_close(of.run.text(value), of.run.text(reference),
+                   *check.what.min_effect);
 }
 
 // Whether all values are close to the most common one.
@@ -170,8 +149,10 @@ void add_odd_ones(const comparison& of, const check_definition& check,
 
 node_group group_of(const comparison& of, const class_values& values,
                     std::uint32_t value) {
+  const double number = of.run.number(value);
   return {value_words(of.run, *of.column.fact, value),
-          nodes_with(values, value)};
+          nodes_with(values, value),
+          std::isnan(number) ? std::nullopt : std::optional(number)};
 }
 
 // The groups of all values, those of the fewest nodes without their nodes.
@@ -237,6 +218,25 @@ std::string group_words(const run_view& run, const node_group& of,
   return std::to_string(of.nodes.size()) + " " + what + " (" +
          clipped(TokenizedHost::get_merged_hosts(names), longest_node_set) +
          ")";
+}
+
+bool are_close(std::string_view a, std::string_view b, double percent) {
+  constexpr std::string_view blanks = " \t\n";
+  while (true) {
+    a.remove_prefix(std::min(a.find_first_not_of(blanks), a.size()));
+    b.remove_prefix(std::min(b.find_first_not_of(blanks), b.size()));
+    if (a.empty() || b.empty()) return a.empty() == b.empty();
+    const std::string_view left = a.substr(0, a.find_first_of(blanks));
+    const std::string_view right = b.substr(0, b.find_first_of(blanks));
+    if (left != right) {
+      const auto number = number_in(left), other = number_in(right);
+      if (!number || !other) return false;
+      const double larger = std::max(std::abs(*number), std::abs(*other));
+      if (std::abs(*number - *other) > larger * percent / 100) return false;
+    }
+    a.remove_prefix(left.size());
+    b.remove_prefix(right.size());
+  }
 }
 
 bool is_identity(const class_values& values) {

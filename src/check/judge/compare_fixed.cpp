@@ -7,6 +7,7 @@
 #include "src/check/judge/built_in_checks.h"
 #include "src/check/judge/comparison.h"
 #include "src/check/judge/glob.h"
+#include "src/check/judge/value_words.h"
 
 namespace zelk::check {
 
@@ -102,13 +103,25 @@ std::optional<double> number_in(const run_view& run, std::uint32_t value) {
 void find_out_of_range(const comparison& of, const check_definition& check,
                        std::vector<hit>& hits) {
   const range limit = check.what.limit.value_or(range());
+  const fact_column& fact = *of.column.fact;
+  const auto end_words = [&](double end) {
+    return std::isfinite(end) ? number_words(fact, end) : std::string();
+  };
+  const std::string ends[] = {end_words(limit.start), end_words(limit.end)};
+  bool is_near = false;  // a bad value reads like the end that it is beyond
+  const std::size_t first = hits.size();
   find_against(
-      of, check, "limit " + text_of(limit),
+      of, check, "",
       [&](std::uint32_t value) {
         const auto number = number_in(of.run, value);
-        return number && !limit.holds(*number);
+        if (!number || limit.holds(*number)) return false;
+        const std::string words = number_words(fact, *number);
+        is_near = is_near || words == ends[0] || words == ends[1];
+        return true;
       },
       hits);
+  for (std::size_t i = first; i < hits.size(); ++i)
+    hits[i].note = "limit " + range_words(fact, limit, is_near);
 }
 
 void find_bad_values(const comparison& of, const check_definition& check,

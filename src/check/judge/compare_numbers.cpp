@@ -183,8 +183,8 @@ bool class_outliers::add_two_groups(std::vector<hit>& hits) const {
         .push_back(each.node);
   found.peers = count();
   const fact_column& fact = *of_.column.fact;
-  node_group low{number_words(fact, groups->low), {}};
-  node_group high{number_words(fact, groups->high), {}};
+  node_group low{number_words(fact, groups->low), {}, groups->low};
+  node_group high{number_words(fact, groups->high), {}, groups->high};
   for (const numbered& each : numbers_)
     (each.number < border ? low : high).nodes.push_back(each.node);
   found.note = group_words(of_.run, low, "have about " + low.value) + ", " +

@@ -49,6 +49,10 @@ void find_lacking(const comparison& of, const check_definition& check,
 // number or an address that its description does not declare as such.
 bool is_identity(const class_values& values);
 
+// Whether both texts are the same words, but for numbers that are no further
+// apart than `percent`: "1541 2055 3082".
+bool are_close(std::string_view a, std::string_view b, double percent);
+
 // "8 WHAT (n[1-8])"
 std::string group_words(const run_view& run, const node_group& of,
                         const std::string& what);

@@ -66,6 +66,7 @@ struct check_definition {
   bool quick = false;      // also for --local: needs no peers, and little time
   std::string file;        // where it is written; "": built in
   long line = 0;
+  std::string typed;  // of one that an option --limit made: its value
 };
 
 class check_set {

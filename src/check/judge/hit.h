@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,8 +17,9 @@ namespace zelk::check {
 
 // Nodes with one value, or about one.
 struct node_group {
-  std::string value;                 // for people
-  std::vector<std::uint32_t> nodes;  // ascending
+  std::string value;                  // for people
+  std::vector<std::uint32_t> nodes;   // ascending
+  std::optional<double> number = {};  // in the fact's unit
 };
 
 enum class shape : std::uint8_t {

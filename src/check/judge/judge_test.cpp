@@ -328,6 +328,55 @@ TEST(judge, tells_each_fact_of_a_node_once_and_by_the_worst_check) {
   EXPECT_EQ(nodes_of(finding_of(said, "clock-offset")), "n5");
 }
 
+// A program must not have to read "224 GiB".
+TEST(judge, gives_numbers_beside_words) {
+  run_builder run(10);
+  run.number("memory", "mem.total")
+      .all(268435456)
+      .on(2, 234881024)
+      .unit("KiB")
+      .compare(facts::comparison::equal);
+  const judgement said = judged(run.data());
+  const finding& odd = finding_of(said, "memory-differs");
+  EXPECT_EQ(odd.reference, "256 GiB");
+  EXPECT_EQ(odd.reference_number, 268435456);
+  EXPECT_EQ(odd.values.at(0).number, 234881024);
+  EXPECT_EQ(odd.values.at(0).fact, "") << "it is the finding's own";
+  EXPECT_FALSE(odd.limit);
+  check_definition large = check_of("mem-large", "mem.total", rule::range, 90);
+  large.what.limit = range{0, 1000, false};
+  const judgement limited = judged_by(run.data(), {large});
+  const finding& over = finding_of(limited, "mem-large");
+  ASSERT_TRUE(over.limit);
+  EXPECT_EQ(over.limit->least, 0);
+  EXPECT_EQ(over.limit->most, 1000);
+  EXPECT_FALSE(over.reference_number);
+}
+
+TEST(judge, says_which_file_sets_a_limit) {
+  run_builder run(3);
+  run.number("memory", "mem.total").all(400000000).on(2, 1048576).unit("KiB");
+  check_definition small = check_of("mem-small", "mem.total", rule::range, 50);
+  small.what.limit = range{262144000};
+  small.file = "site/checks.xml";
+  small.line = 12;
+  EXPECT_EQ(judged_by(run.data(), {small}).findings.at(0).message,
+            "1 GiB; limit at least 250 GiB, set in site/checks.xml:12");
+  small.file.clear();
+  EXPECT_EQ(judged_by(run.data(), {small}).findings.at(0).message,
+            "1 GiB; limit at least 250 GiB");
+}
+
+// "250 GiB; limit at least 250 GiB" would help nobody.
+TEST(judge, tells_a_limit_to_the_digit_where_a_value_is_near_it) {
+  run_builder run(3);
+  run.number("memory", "mem.total").all(400000000).on(2, 262143999).unit("KiB");
+  check_definition small = check_of("mem-small", "mem.total", rule::range, 50);
+  small.what.limit = range{262144000};
+  EXPECT_EQ(judged_by(run.data(), {small}).findings.at(0).message,
+            "250 GiB; limit at least 262144000 KiB");
+}
+
 TEST(judge, takes_limits_from_the_command_line) {
   run_builder run(3);
   run.number("time", "time.offset").all(0.5).on(2, 4.1).unit("s");
@@ -336,8 +385,11 @@ TEST(judge, takes_limits_from_the_command_line) {
   options.limits.push_back(*read_limit("time.*=~:1", problem));
   const judgement said = judged_by(run.data(), {}, nullptr, options);
   ASSERT_EQ(ids_of(said), std::vector<std::string>{"limit"});
-  EXPECT_NE(said.findings[0].message.find("4.1 s; limit ~:1"),
-            std::string::npos);
+  EXPECT_NE(said.findings[0].message.find(
+                "4.1 s; limit at most 1 s, set by --limit time.*=~:1"),
+            std::string::npos)
+      << said.findings[0].message;
+  EXPECT_EQ(said.findings[0].reference, "limit at most 1 s");
   EXPECT_FALSE(read_limit("time.offset", problem));
   EXPECT_FALSE(read_limit("=1:2", problem));
   EXPECT_FALSE(read_limit("a=b", problem));

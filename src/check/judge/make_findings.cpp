@@ -191,6 +191,7 @@ bool has_changed(const hit_group& group, const std::vector<node_value>& values,
 void put_groups(finding& into, const hit& what, const run_view& run) {
   into.blames_nobody = what.blames_nobody;
   for (const node_group& each : what.groups) {
+    into.group_numbers.push_back(each.number);
     auto& [value, nodes] = into.groups.emplace_back();
     value = each.value;
     for (const std::uint32_t node : each.nodes)
@@ -296,6 +297,8 @@ made_finding made_of(const hit_group& group, const finding_maker& with) {
   put_groups(into, what, with.run);
   into.values = words.values_of(group);
   into.reference = words.reference_of(what);
+  into.reference_number = words.reference_number_of(what);
+  into.limit = limit_of(what);
   into.message = words.message_of(group, into.values);
   if (lead.accepted != not_accepted)
     into.accepted = with.acceptances[lead.accepted];

@@ -82,6 +82,15 @@ std::string joined(const std::vector<std::string_view>& words) {
   return result;
 }
 
+std::string exact_words(const fact_column& fact, double number) {
+  char buffer[64];
+  const auto written =
+      std::to_chars(std::begin(buffer), std::end(buffer), number);
+  std::string result(std::begin(buffer), written.ptr);
+  const std::string& unit = fact.traits.unit;
+  return unit.empty() || unit == "count" ? result : result + ' ' + unit;
+}
+
 std::vector<std::string_view> lines_of(std::string_view text) {
   std::vector<std::string_view> result;
   while (!text.empty()) {
@@ -153,6 +162,25 @@ std::string value_words(const run_view& run, const fact_column& fact,
   if (is_number && !std::isnan(number)) return number_words(fact, number);
   const std::string& text = run.text(value);
   return text.empty() ? "nothing" : clipped(text);
+}
+
+std::string range_words(const fact_column& fact, const range& allowed,
+                        bool exactly) {
+  const auto words = [&](double number) {
+    return exactly ? exact_words(fact, number) : number_words(fact, number);
+  };
+  const bool from_any = std::isinf(allowed.start);
+  const bool to_any = std::isinf(allowed.end);
+  if (from_any && to_any) return allowed.inverted ? "no number" : "any number";
+  if (allowed.inverted) {
+    if (from_any) return "above " + words(allowed.end);
+    if (to_any) return "below " + words(allowed.start);
+    return "below " + words(allowed.start) + " or above " + words(allowed.end);
+  }
+  if (from_any) return "at most " + words(allowed.end);
+  if (to_any) return "at least " + words(allowed.start);
+  if (allowed.start == allowed.end) return "exactly " + words(allowed.end);
+  return words(allowed.start) + " to " + words(allowed.end);
 }
 
 std::vector<std::string_view> without(std::string_view other,

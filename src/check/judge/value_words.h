@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "src/check/judge/range.h"
 #include "src/check/judge/run_view.h"
 
 namespace zelk::check {
@@ -27,6 +28,11 @@ std::string number_words(const fact_column& fact, double number);
 // At most four digits that matter: "168.9", "24000", "0.00012". An exponent
 // only where nothing is measured: "1.000e+308".
 std::string number_words(double number);
+
+// What a range allows: "at least 250 GiB", "-1 s to 1 s", "exactly 0". With
+// `exactly`, in the fact's own unit and with all digits.
+std::string range_words(const fact_column& fact, const range& allowed,
+                        bool exactly = false);
 
 // Both are lists, a value a line, sorted. Returns those of `list` that `other`
 // has not.

@@ -38,6 +38,33 @@ TEST(number_words, have_at_most_four_digits_that_matter) {
   EXPECT_EQ(number_words(1e300), "1.000e+300");
 }
 
+std::string allowed_words(const char* limit, const char* unit,
+                          bool exactly = false) {
+  fact_column fact;
+  fact.traits.unit = unit;
+  std::string problem;
+  return range_words(fact, read_range(limit, problem).value(), exactly);
+}
+
+TEST(range_words, have_the_unit_of_the_fact) {
+  EXPECT_EQ(allowed_words("262144000:", "KiB"), "at least 250 GiB");
+  EXPECT_EQ(allowed_words("~:1", "s"), "at most 1 s");
+  EXPECT_EQ(allowed_words("-1:1", "s"), "-1 s to 1 s");
+  EXPECT_EQ(allowed_words("0:0", "count"), "exactly 0");
+  EXPECT_EQ(allowed_words("9000:9000", "B"), "exactly 8.8 KiB");
+  EXPECT_EQ(allowed_words("@10:20", "%"), "below 10 % or above 20 %");
+  EXPECT_EQ(allowed_words("@10:", "%"), "below 10 %");
+  EXPECT_EQ(allowed_words("@~:10", ""), "above 10");
+  EXPECT_EQ(allowed_words("~:", ""), "any number");
+  EXPECT_EQ(allowed_words("@~:", ""), "no number");
+}
+
+TEST(range_words, may_have_all_digits) {
+  EXPECT_EQ(allowed_words("262144001:", "KiB", true), "at least 262144001 KiB");
+  EXPECT_EQ(allowed_words("@0.1:0.30000001", "count", true),
+            "below 0.1 or above 0.30000001");
+}
+
 TEST(clipped, cuts_between_characters_and_keeps_to_one_line) {
   EXPECT_EQ(clipped("a\nb"), "a, b");
   EXPECT_EQ(clipped("abcdefgh", 8), "abcdefgh");

@@ -46,6 +46,21 @@ bool is_of_one_fact(const check_definition& check) {
   return check.facts.size() == 1 && !is_pattern(check.facts.front());
 }
 
+// "--limit mem.total=250GiB:", "etc/checks/memory.xml:12"; "": it is built in.
+std::string place_of(const check_definition& check) {
+  if (!check.typed.empty()) return "--limit " + check.typed;
+  if (check.file.empty()) return "";
+  return check.file + ":" + std::to_string(check.line);
+}
+
+// Who set a limit: without it nobody can say whether it is the right one.
+std::string place_words(const check_definition& check) {
+  if (!check.what.limit) return "";
+  const std::string place = place_of(check);
+  if (place.empty()) return "";
+  return (check.typed.empty() ? ", set in " : ", set by ") + place;
+}
+
 // Whether what the node has is told best by how it differs from its peers.
 bool is_longer_list(const run_view& run, const hit& what, std::uint32_t value) {
   if (what.column->fact->traits.type != facts::value_type::list ||
@@ -78,6 +93,25 @@ std::string wording::reference_of(const hit& what) const {
     default:
       return "";
   }
+}
+
+std::optional<allowed_numbers> limit_of(const hit& what) {
+  if (what.what != shape::against || !what.check->what.limit) return {};
+  const range& allowed = *what.check->what.limit;
+  allowed_numbers result;
+  if (std::isfinite(allowed.start)) result.least = allowed.start;
+  if (std::isfinite(allowed.end)) result.most = allowed.end;
+  result.inverted = allowed.inverted;
+  result.set_by = place_of(*what.check);
+  return result;
+}
+
+std::optional<double> wording::reference_number_of(const hit& what) const {
+  if (what.column == nullptr) return {};
+  if (what.what == shape::outlier) return what.of.median;
+  if (what.what != shape::odd || what.reference == unknown_value) return {};
+  const double number = run.number(what.reference);
+  return std::isnan(number) ? std::nullopt : std::optional(number);
 }
 
 node_value wording::value_of(const hit& what, std::uint32_t node) const {
@@ -113,14 +147,19 @@ node_value wording::value_of(const hit& what, std::uint32_t node) const {
 std::vector<node_value> wording::values_of(const hit_group& group) const {
   std::vector<node_value> result;
   result.reserve(group.nodes.size());
+  const column_view* lead = group.parts.front()->of->column;
   for (const std::uint32_t node : group.nodes) {
     const auto part = std::find_if(
         group.parts.begin(), group.parts.end(), [node](const hit_part* each) {
           return std::binary_search(each->nodes.begin(), each->nodes.end(),
                                     node);
         });
-    if (part != group.parts.end())
-      result.push_back(value_of(*(*part)->of, node));
+    if (part == group.parts.end()) continue;
+    node_value& made = result.emplace_back(value_of(*(*part)->of, node));
+    const column_view* column = (*part)->of->column;
+    if (column == nullptr || column == lead) continue;
+    made.fact = column->fact->name;
+    made.unit = column->fact->traits.unit;
   }
   return result;
 }
@@ -232,9 +271,9 @@ std::string wording::evidence(const hit_group& group,
     case shape::halves:
       return "two groups of " + class_word(what) + "nodes: " + what.note;
     case shape::against:
-      return what.column == nullptr
-                 ? what.note
-                 : distinct_values(values) + "; " + what.note;
+      return what.column == nullptr ? what.note
+                                    : distinct_values(values) + "; " +
+                                          what.note + place_words(*what.check);
     case shape::same:
       return value_words(run, *what.column->fact, what.reference) + " on " +
              nodes + " nodes";

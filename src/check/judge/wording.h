@@ -14,6 +14,9 @@
 
 namespace zelk::check {
 
+// The limit that a hit is about.
+std::optional<allowed_numbers> limit_of(const hit& what);
+
 struct wording {
   const run_view& run;
   const classes& groups;
@@ -24,6 +27,9 @@ struct wording {
 
   // What the others have: "256 GiB"; "" where there is no such thing.
   std::string reference_of(const hit& what) const;
+
+  // The same as a number, in the fact's unit.
+  std::optional<double> reference_number_of(const hit& what) const;
 
   // "mem.total: 224 GiB; 94 of 95 class A peers have 256 GiB".
   std::string message_of(const hit_group& group,

@@ -149,6 +149,11 @@ void change_finding(finding& of, Change change) {
     change_value(one, change);
   change_all(of.causes, change);
   change_all(of.advice, change);
+  for (auto& [value, nodes] : of.groups) {
+    value = change(value);
+    change_all(nodes, change);
+  }
+  if (of.limit) of.limit->set_by = change(of.limit->set_by);
   if (!of.accepted) return;
   change_all(of.accepted->nodes, change);
   of.accepted->reason = change(of.accepted->reason);
@@ -252,18 +257,29 @@ class serial_numbers {
 
   void hide(finding& of) {
     text_map own;
-    for (node_value& one : of.values)
-      for (std::string* text : {&one.value, &one.before}) {
-        const std::string instead = value(*text);
-        if (instead != *text)
-          own.emplace(std::exchange(*text, instead), instead);
-      }
+    for (node_value& one : of.values) {
+      hide(one.value, one.number, own);
+      hide(one.before, one.number_before, own);
+    }
+    of.group_numbers.resize(of.groups.size());
+    for (std::size_t i = 0; i < of.groups.size(); ++i)
+      hide(of.groups[i].first, of.group_numbers[i], own);
+    const std::string reference = of.reference;
     for (std::string* text : {&of.message, &of.reference})
       for (const auto& [serial, instead] : own)
         replace(*text, serial, instead);
+    if (of.reference != reference) of.reference_number.reset();
   }
 
  private:
+  // A serial number of digits only is a number, too.
+  void hide(std::string& text, std::optional<double>& number, text_map& own) {
+    const std::string instead = value(text);
+    if (instead == text) return;
+    own.emplace(std::exchange(text, instead), instead);
+    number.reset();
+  }
+
   static void replace(std::string& in, const std::string& what,
                       const std::string& by) {
     for (std::size_t at = in.find(what); at != std::string::npos;

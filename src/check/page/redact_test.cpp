@@ -49,6 +49,16 @@ TEST(redact, leaves_no_name_anywhere_on_the_page) {
   EXPECT_EQ(page.str().find("head01"), std::string::npos);
 }
 
+TEST(redact, replaces_names_in_the_groups_of_a_finding) {
+  judgement what = example_judgement();
+  what.findings[0].groups = {{"seen by node037", {"node037", "node038"}}};
+  page_options options = hiding_hosts();
+  redact(what, options);
+  EXPECT_TRUE(what.findings[0].groups[0].second[0].starts_with("host"));
+  EXPECT_EQ(what.findings[0].groups[0].first.find("node037"),
+            std::string::npos);
+}
+
 TEST(redact, asks_for_error_output_by_the_true_name) {
   judgement what = example_judgement();
   page_options options = hiding_hosts();
@@ -84,6 +94,31 @@ TEST(redact, replaces_serial_numbers_and_what_tells_them) {
   EXPECT_EQ(twice.values[0].value, twice.values[1].value);
   EXPECT_EQ(twice.message, "both have " + twice.values[0].value);
   EXPECT_EQ(twice.message.find("4c4c"), std::string::npos);
+}
+
+TEST(redact, leaves_no_number_of_a_serial_number) {
+  judgement what = example_judgement();
+  page_options options;
+  options.redact.serials = true;
+  finding& twice = what.findings.front();
+  twice.fact = "dmi.system.serial";
+  twice.values = {{"node037",
+                   "20771234567",
+                   "20771234567",
+                   20771234567,
+                   {},
+                   {},
+                   20771234567}};
+  twice.groups = {{"20771234567", {"node037"}}};
+  twice.group_numbers = {20771234567};
+  twice.reference = "20771234567";
+  twice.reference_number = 20771234567;
+  redact(what, options);
+  EXPECT_FALSE(twice.values[0].number);
+  EXPECT_FALSE(twice.values[0].number_before);
+  EXPECT_EQ(twice.groups[0].first, twice.values[0].value);
+  EXPECT_FALSE(twice.group_numbers[0]);
+  EXPECT_FALSE(twice.reference_number);
 }
 
 TEST(redact, changes_nothing_that_nobody_asked_for) {

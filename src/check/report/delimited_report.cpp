@@ -50,7 +50,8 @@ std::string value_field(const std::optional<double>& number,
 // Fields that are the same for all nodes of a finding are made once.
 class record_maker {
  public:
-  record_maker(const judgement& judged, const finding& found) {
+  record_maker(const judgement& judged, const finding& found)
+      : fact_(found.fact), unit_(found.unit) {
     fields_ = {fmt::format("{}", judged.run.number),
                text_field(found.check),
                name_of(found.level),
@@ -60,9 +61,9 @@ class record_maker {
                "",
                text_field(found.provider),
                text_field(found.option),
-               text_field(found.fact),
                "",
-               text_field(found.unit),
+               "",
+               "",
                "",
                text_field(found.reference),
                found.peers == 0 ? "" : fmt::format("{}", found.peers),
@@ -82,6 +83,9 @@ class record_maker {
     fields_[6] = text_field(node);
     const auto value = values_.find(node);
     const bool known = value != values_.end();
+    const bool is_other = known && !value->second->fact.empty();
+    fields_[9] = text_field(is_other ? value->second->fact : fact_);
+    fields_[11] = text_field(is_other ? value->second->unit : unit_);
     fields_[10] =
         known ? value_field(value->second->number, value->second->value) : "";
     fields_[12] =
@@ -95,6 +99,8 @@ class record_maker {
   }
 
  private:
+  const std::string& fact_;
+  const std::string& unit_;
   std::vector<std::string> fields_;
   std::unordered_map<std::string, const node_value*> values_;
 };

@@ -2,13 +2,18 @@
 // smaller group is shown as a difference from the largest, in the look that
 // administrators know from tools that run commands on many nodes.
 //
-// Lines that are alike are left out: a group is told apart by what differs.
+// Lines that are alike are left out: a group is told apart by what differs. So
+// is what no check would tell of, because the fact is not compared or its check
+// lets so much pass: among the noise nobody finds the one line that matters.
+// How much that was is said at the end.
 
 #include <fmt/format.h>
 #include <fnmatch.h>
 
 #include <algorithm>
 #include <map>
+#include <optional>
+#include <set>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -17,6 +22,8 @@
 #include "src/check/report/line_difference.h"
 #include "src/check/report/phrases.h"
 #include "src/check/report/writer.h"
+#include "src/common/node/natural_order.h"
+#include "src/common/text/size_text.h"
 
 namespace zelk::check {
 
@@ -29,24 +36,45 @@ constexpr std::size_t most_line = 500;  // characters
 
 using columns = std::vector<const fact_column*>;
 
-bool is_compared_as_text(const fact_column& fact) {
-  return fact.traits.compare == facts::comparison::equal;
-}
-
-// What is named: a provider's facts (of those that should be equal, where it
-// has some: numbers differ on all nodes), or facts by name.
-columns chosen_columns(const run_data& run, const std::string& pattern) {
-  columns of_provider, equal, by_name;
+// What is named: a provider's facts, or facts by name.
+columns named_columns(const run_data& run, const std::string& pattern) {
+  columns of_provider, by_name;
   for (const fact_column& fact : run.facts) {
     if (fact.provider == pattern) of_provider.push_back(&fact);
-    if (fact.provider == pattern && is_compared_as_text(fact))
-      equal.push_back(&fact);
     if (fact.name == pattern ||
         ::fnmatch(pattern.c_str(), fact.name.c_str(), 0) == 0)
       by_name.push_back(&fact);
   }
-  if (!equal.empty()) return equal;
   return of_provider.empty() ? by_name : of_provider;
+}
+
+struct chosen_facts {
+  columns all;
+  columns as_text;
+  std::vector<allowance> allowed;  // of those as text; empty: nothing is
+  std::size_t numbers = 0, never = 0;
+};
+
+chosen_facts chosen(const run_data& run, const difference_wish& wish) {
+  chosen_facts result;
+  result.all = named_columns(run, wish.pattern);
+  if (!wish.allowed) {
+    result.as_text = result.all;
+    return result;
+  }
+  for (const fact_column* fact : result.all) {
+    allowance allowed = wish.allowed(*fact);
+    result.numbers += allowed.how == compared::as_numbers;
+    result.never += allowed.how == compared::never;
+    if (allowed.how != compared::as_text) continue;
+    result.as_text.push_back(fact);
+    result.allowed.push_back(std::move(allowed));
+  }
+  return result;
+}
+
+std::string count_of(std::size_t number, const char* what) {
+  return text::counted(static_cast<std::int64_t>(number), what);
 }
 
 // What one node says; into run_data::values.
@@ -80,7 +108,7 @@ answer answer_of(const run_data& run, const fact_column& fact,
 
 class difference_writer {
  public:
-  difference_writer(const run_data& run, columns facts,
+  difference_writer(const run_data& run, chosen_facts facts,
                     const report_options& options, std::ostream& out);
 
   void add_class(const class_view& of);
@@ -97,8 +125,19 @@ class difference_writer {
   void write_outliers(const distribution& of);
   void add_node_without_class(std::size_t number);
 
+  // What the nodes of a class say, of those that say something.
+  std::vector<group> statements_of(const std::vector<std::string>& nodes);
+  // Gives what is let pass the value that most have.
+  void let_pass(std::vector<group>& said);
+  void let_pass(std::vector<group>& said, std::size_t fact);
+  // Of two values that equally many have, that of the first node.
+  std::uint32_t most_common(const std::vector<group>& said,
+                            std::size_t fact) const;
   // The largest first; of two of one size that of the first node.
   std::vector<group> groups_of(const std::vector<std::string>& nodes);
+  std::optional<std::string> known(std::uint32_t value) const;
+  void write_summary();
+  void write_left_out();
   void write_pair(const std::string& class_name, const group& most,
                   const group& others);
   void add_difference(const fact_column& fact, std::uint32_t before,
@@ -111,7 +150,9 @@ class difference_writer {
                         std::vector<std::string>& to);
 
   const run_data& run_;
-  columns facts_;
+  chosen_facts chosen_;
+  const columns& facts_;          // those that are told as text
+  std::set<std::size_t> passed_;  // of those: some of whose values are let pass
   look how_;
   std::ostream& out_;
   std::unordered_map<std::string, std::size_t> numbers_;
@@ -129,27 +170,47 @@ void difference_writer::add_class(const class_view& of) {
 void difference_writer::end() {
   for (std::size_t i = 0; i < run_.nodes.size(); ++i)
     if (!in_a_class_.contains(run_.nodes[i])) add_node_without_class(i);
-  if (pairs_ == 0)
-    out_ << fmt::format("# no differences: {} fact{} on {} node{}\n",
-                        facts_.size(), facts_.size() == 1 ? "" : "s", compared_,
-                        compared_ == 1 ? "" : "s");
+  write_summary();
   for (const auto& [what, nodes] : silent_)
     if (what != answer::not_expected)
       out_ << fmt::format("# not compared: {}: {}\n", folded_and_counted(nodes),
                           what == answer::ok ? "of no class" : words_for(what));
 }
 
+void difference_writer::write_summary() {
+  if (pairs_ > 0) return;
+  if (facts_.empty() && chosen_.numbers == 0)
+    out_ << "# nothing of it is compared between nodes\n";
+  else if (!facts_.empty())
+    out_ << fmt::format("# no differences: {} on {}\n",
+                        count_of(facts_.size(), "fact"),
+                        count_of(compared_, "node"));
+}
+
+void difference_writer::write_left_out() {
+  if (chosen_.never == 0 && passed_.empty()) return;
+  std::string what;
+  if (chosen_.never > 0)
+    what = count_of(chosen_.never, "fact") + " not compared between nodes";
+  if (!passed_.empty())
+    what += (what.empty() ? "" : ", ") + count_of(passed_.size(), "fact") +
+            " with differences that the check lets pass";
+  out_ << "# left out: " << what << "; --all shows them\n";
+}
+
 void difference_writer::add_outliers(const std::vector<distribution>& all,
                                      const std::string& pattern) {
   std::size_t calm = 0;
   for (const distribution& each : all) {
+    // One that is made of several facts has a "*" in its name.
     if (each.provider != pattern &&
-        ::fnmatch(pattern.c_str(), each.fact.c_str(), 0) != 0)
+        ::fnmatch(pattern.c_str(), each.fact.c_str(), 0) != 0 &&
+        ::fnmatch(each.fact.c_str(), pattern.c_str(), 0) != 0)
       continue;
     const bool is_shown =
         std::any_of(facts_.begin(), facts_.end(), [&](const fact_column* fact) {
-          return fact->name == each.fact && fact->provider == each.provider &&
-                 fact->option == each.option;
+          return ::fnmatch(each.fact.c_str(), fact->name.c_str(), 0) == 0 &&
+                 fact->provider == each.provider && fact->option == each.option;
         });
     if (is_shown) continue;
     if (each.outliers.empty())
@@ -160,6 +221,7 @@ void difference_writer::add_outliers(const std::vector<distribution>& all,
   if (calm > 0)
     out_ << "# numbers of which none is far from its class's median: " << calm
          << '\n';
+  write_left_out();
 }
 
 void difference_writer::write_outliers(const distribution& of) {
@@ -180,18 +242,18 @@ void difference_writer::write_outliers(const distribution& of) {
 }
 
 void difference_writer::add_node_without_class(std::size_t number) {
-  silent_[answer_of(run_, *facts_.front(), number)].push_back(
+  silent_[answer_of(run_, *chosen_.all.front(), number)].push_back(
       run_.nodes[number]);
 }
 
-std::vector<group> difference_writer::groups_of(
+std::vector<group> difference_writer::statements_of(
     const std::vector<std::string>& nodes) {
   std::map<statement, std::vector<std::string>> by_statement;
   for (const std::string& name : nodes) {
     const auto number = numbers_.find(name);
     if (number == numbers_.end()) continue;
     in_a_class_.insert(name);
-    const answer what = answer_of(run_, *facts_.front(), number->second);
+    const answer what = answer_of(run_, *chosen_.all.front(), number->second);
     const bool answered = what == answer::ok || what == answer::incomplete;
     statement says = statement_of(facts_, number->second);
     if (says_nothing(says) && !answered) {
@@ -205,6 +267,70 @@ std::vector<group> difference_writer::groups_of(
   groups.reserve(by_statement.size());
   for (auto& [says, names] : by_statement)
     groups.push_back({says, std::move(names)});
+  return groups;
+}
+
+std::optional<std::string> difference_writer::known(std::uint32_t value) const {
+  if (value >= run_.values.size()) return {};
+  return std::string(run_.values.text(value));
+}
+
+std::uint32_t difference_writer::most_common(const std::vector<group>& said,
+                                             std::size_t fact) const {
+  struct holders {
+    std::size_t count = 0, first = SIZE_MAX;
+  };
+  std::map<std::uint32_t, holders> all;
+  for (const group& each : said) {
+    holders& of = all[each.says[fact]];
+    of.count += each.nodes.size();
+    of.first = std::min(of.first, numbers_.at(each.nodes.front()));
+  }
+  return std::max_element(all.begin(), all.end(),
+                          [](const auto& a, const auto& b) {
+                            return a.second.count != b.second.count
+                                       ? a.second.count < b.second.count
+                                       : a.second.first > b.second.first;
+                          })
+      ->first;
+}
+
+void difference_writer::let_pass(std::vector<group>& said, std::size_t fact) {
+  const std::uint32_t most = most_common(said, fact);
+  std::map<std::uint32_t, bool> passes;
+  for (group& each : said) {
+    std::uint32_t& value = each.says[fact];
+    if (value == most) continue;
+    const auto [known_one, is_new] = passes.try_emplace(value, false);
+    if (is_new)
+      known_one->second =
+          chosen_.allowed[fact].lets_pass(known(value), known(most));
+    if (!known_one->second) continue;
+    value = most;
+    passed_.insert(fact);
+  }
+}
+
+void difference_writer::let_pass(std::vector<group>& said) {
+  if (said.size() < 2) return;
+  for (std::size_t i = 0; i < chosen_.allowed.size(); ++i)
+    let_pass(said, i);
+  std::map<statement, std::vector<std::string>> by_statement;
+  for (group& each : said) {
+    std::vector<std::string>& names = by_statement[each.says];
+    names.insert(names.end(), each.nodes.begin(), each.nodes.end());
+  }
+  said.clear();
+  for (auto& [says, names] : by_statement) {
+    node::sort_naturally(names);
+    said.push_back({says, std::move(names)});
+  }
+}
+
+std::vector<group> difference_writer::groups_of(
+    const std::vector<std::string>& nodes) {
+  std::vector<group> groups = statements_of(nodes);
+  let_pass(groups);
   const auto place = [this](const group& each) {
     return numbers_.at(each.nodes.front());
   };
@@ -279,11 +405,12 @@ void difference_writer::add_lines(const fact_column& fact,
                              lines.size() - shown));
 }
 
-difference_writer::difference_writer(const run_data& run, columns facts,
+difference_writer::difference_writer(const run_data& run, chosen_facts facts,
                                      const report_options& options,
                                      std::ostream& out)
     : run_(run),
-      facts_(std::move(facts)),
+      chosen_(std::move(facts)),
+      facts_(chosen_.as_text),
       how_({options.colour, options.utf8}),
       out_(out) {
   for (std::size_t i = 0; i < run.nodes.size(); ++i)
@@ -293,15 +420,15 @@ difference_writer::difference_writer(const run_data& run, columns facts,
 }  // namespace
 
 bool write_differences(const run_data& run, const judgement& judged,
-                       std::string_view pattern, const report_options& options,
-                       std::ostream& out) {
-  columns facts = chosen_columns(run, std::string(pattern));
-  if (facts.empty()) return false;
+                       const difference_wish& wish,
+                       const report_options& options, std::ostream& out) {
+  chosen_facts facts = chosen(run, wish);
+  if (facts.all.empty()) return false;
   difference_writer writer(run, std::move(facts), options, out);
   for (const class_view& each : judged.classes)
     writer.add_class(each);
   writer.end();
-  writer.add_outliers(judged.distributions, std::string(pattern));
+  writer.add_outliers(judged.distributions, wish.pattern);
   return true;
 }
 

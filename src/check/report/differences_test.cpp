@@ -10,7 +10,7 @@ namespace {
 std::string differences_of(const run_data& run, const std::string& pattern,
                            const judgement& judged = example_judgement()) {
   std::ostringstream out;
-  const bool known = write_differences(run, judged, pattern, {}, out);
+  const bool known = write_differences(run, judged, {pattern, {}}, {}, out);
   return known ? out.str() : "unknown";
 }
 
@@ -88,6 +88,97 @@ TEST(write_differences, shows_so_many_lines_of_a_fact) {
   EXPECT_TRUE(holds(text, " lines more\n"));
 }
 
+// Five nodes, each of which says something else of three facts.
+struct noisy_run {
+  noisy_run() {
+    run.nodes = {"n1", "n2", "n3", "n4", "n5"};
+    run.notes.resize(5);
+    provider_info& info = run.providers.emplace_back();
+    info.name = "p";
+    info.answers.assign(5, {answer::ok, 0, "", 0, 0, false});
+    put("p.tuned", {"100", "101", "100", "150", ""});
+    put("p.uptime", {"1", "2", "3", "4", "5"});
+    put("p.version", {"a", "a", "b", "a", "a"});
+    judged.classes = {{"A", {}, run.nodes, true, ""}};
+  }
+
+  void put(const std::string& name, const std::vector<std::string>& values) {
+    fact_column& fact = run.facts.emplace_back();
+    fact.name = name;
+    fact.provider = "p";
+    fact.values.assign(5, no_value);
+    for (std::size_t i = 0; i < values.size(); ++i)
+      if (!values[i].empty())
+        fact.values.set(i, run.values.index_of_text(values[i]));
+  }
+
+  std::string said(const difference_wish& wish) const {
+    std::ostringstream out;
+    EXPECT_TRUE(write_differences(run, judged, wish, {}, out));
+    return out.str();
+  }
+
+  run_data run;
+  judgement judged;
+};
+
+allowance allowed_in_noise(const fact_column& fact) {
+  allowance result;
+  if (fact.name == "p.uptime") result.how = compared::never;
+  if (fact.name == "p.tuned") result.percent = 3;
+  return result;
+}
+
+TEST(write_differences, leaves_out_what_the_checks_let_pass) {
+  const noisy_run noisy;
+  EXPECT_EQ(noisy.said({"p", allowed_in_noise}),
+            "--- n[1-2] (2)\n+++ n3 (1)\n@@ class A @@\n"
+            "-p.version=a\n+p.version=b\n"
+            "--- n[1-2] (2)\n+++ n4 (1)\n@@ class A @@\n"
+            "-p.tuned=100\n+p.tuned=150\n"
+            "--- n[1-2] (2)\n+++ n5 (1)\n@@ class A @@\n"
+            "-p.tuned=100\n"
+            "# left out: 1 fact not compared between nodes, 1 fact with "
+            "differences that the check lets pass; --all shows them\n");
+}
+
+TEST(write_differences, leaves_nothing_out_when_asked_for_all) {
+  const noisy_run noisy;
+  const std::string text = noisy.said({"p", {}});
+  EXPECT_TRUE(holds(text, "-p.uptime=1\n"));
+  EXPECT_TRUE(holds(text, "+p.tuned=101\n"));
+  EXPECT_FALSE(holds(text, "left out"));
+}
+
+TEST(write_differences, says_when_nothing_is_compared) {
+  const noisy_run noisy;
+  EXPECT_EQ(noisy.said({"p.uptime", allowed_in_noise}),
+            "# nothing of it is compared between nodes\n"
+            "# left out: 1 fact not compared between nodes; --all shows "
+            "them\n");
+}
+
+// Each node has its own number: only who is far from the median is named.
+TEST(write_differences, does_not_tell_numbers_apart_as_text) {
+  noisy_run noisy;
+  distribution of;
+  of.fact = "p.tu*";
+  of.provider = "p";
+  of.class_name = "A";
+  of.median = 100;
+  of.values = {100, 100, 101, 150};
+  of.outliers = {{"n4", "150", "", 150, 30, 50}};
+  noisy.judged.distributions = {of};
+  const auto as_numbers = [](const fact_column&) {
+    allowance result;
+    result.how = compared::as_numbers;
+    return result;
+  };
+  EXPECT_EQ(noisy.said({"p.tuned", as_numbers}),
+            "# p.tu*: numbers, median 100 of 4 nodes of class A\n"
+            "! n4=150 (+50.0 %)\n");
+}
+
 TEST(write_differences, tells_of_numbers_what_is_far_from_the_median) {
   judgement judged = example_judgement();
   run_data run = example_run();
@@ -101,7 +192,7 @@ TEST(write_differences, tells_of_numbers_what_is_far_from_the_median) {
   of.outliers = {{"node009", "10 rpm", "", 10, -30, -99.9}};
   judged.distributions = {of};
   std::ostringstream out;
-  EXPECT_TRUE(write_differences(run, judged, of.provider, {}, out));
+  EXPECT_TRUE(write_differences(run, judged, {of.provider, {}}, {}, out));
   EXPECT_TRUE(holds(out.str(),
                     "# bios.fan: numbers, median 8000 rpm of 3 nodes of class "
                     "A\n! node009=10 rpm (-99.9 %)\n"))

@@ -90,8 +90,10 @@ json json_of(const verdict_counts& counts) {
           {"unknown", counts.unknown}};
 }
 
-json json_of(const node_value& value) {
+// `unit` is that of the fact which the list is about.
+json json_of(const node_value& value, const std::string& unit) {
   json object = {{"node", value.node}};
+  put_text(object, "metric", value.fact);
   if (value.number && std::isfinite(*value.number))
     object["value"] = *value.number;
   else
@@ -100,15 +102,17 @@ json json_of(const node_value& value) {
     object["before"] = *value.number_before;
   else if (!value.before.empty())
     put_value(object, "before", value.before);
+  if (object["value"].is_number() || value.number_before)
+    put_text(object, "unit", value.fact.empty() ? unit : value.unit);
   put_number(object, "z", value.z);
   put_number(object, "delta_pct", value.delta_percent);
   return object;
 }
 
-json json_of(const std::vector<node_value>& values) {
+json json_of(const std::vector<node_value>& values, const std::string& unit) {
   json list = json::array();
   for (const node_value& value : values)
-    list.push_back(json_of(value));
+    list.push_back(json_of(value, unit));
   return list;
 }
 
@@ -126,7 +130,32 @@ void put_peers(json& object, const finding& found) {
   put_number(peers, "median", found.median);
   put_number(peers, "mad", found.mad);
   put_text(peers, "reference", found.reference);
+  put_number(peers, "reference_number", found.reference_number);
+  if (found.reference_number) put_text(peers, "unit", found.unit);
   object["peers"] = peers;
+}
+
+void put_limit(json& object, const finding& found) {
+  if (!found.limit) return;
+  json limit = json::object();
+  put_number(limit, "min", found.limit->least);
+  put_number(limit, "max", found.limit->most);
+  if (found.limit->inverted) limit["inverted"] = true;
+  put_text(limit, "unit", found.unit);
+  put_text(limit, "set_by", found.limit->set_by);
+  object["limit"] = limit;
+}
+
+json json_of_group(const finding& found, std::size_t number) {
+  json group = json::object();
+  const auto& [value, nodes] = found.groups[number];
+  put_value(group, "value", value);
+  if (number < found.group_numbers.size() && found.group_numbers[number]) {
+    put_number(group, "number", found.group_numbers[number]);
+    put_text(group, "unit", found.unit);
+  }
+  put_nodes(group, nodes);
+  return group;
 }
 
 json json_of(const finding& found) {
@@ -142,7 +171,8 @@ json json_of(const finding& found) {
   put_text(object, "metric", found.fact);
   put_text(object, "unit", found.unit);
   put_peers(object, found);
-  object["values"] = json_of(found.values);
+  put_limit(object, found);
+  object["values"] = json_of(found.values, found.unit);
   object["message"] = found.message;
   object["causes"] = found.causes;
   object["advice"] = found.advice;
@@ -158,12 +188,8 @@ json json_of(const finding& found) {
     object["accepted_on"] = std::move(part);
   }
   if (found.blames_nobody) object["blames_nobody"] = true;
-  for (const auto& [value, nodes] : found.groups) {
-    json group = json::object();
-    put_value(group, "value", value);
-    put_nodes(group, nodes);
-    object["groups"].push_back(std::move(group));
-  }
+  for (std::size_t i = 0; i < found.groups.size(); ++i)
+    object["groups"].push_back(json_of_group(found, i));
   return object;
 }
 
@@ -219,7 +245,7 @@ json json_of(const distribution& of) {
     put_number(object, "q3", of.values[last - last / 4]);
     put_number(object, "max", of.values.back());
   }
-  object["outliers"] = json_of(of.outliers);
+  object["outliers"] = json_of(of.outliers, of.unit);
   return object;
 }
 

@@ -68,6 +68,38 @@ TEST(json_report, tells_for_which_nodes_a_finding_is_accepted) {
   EXPECT_EQ(complaints(report_of(judged, report_form::json)), "");
 }
 
+TEST(json_report, has_numbers_beside_words_for_people) {
+  judgement judged = example_judgement();
+  finding& found = judged.findings[1];
+  found.unit = "KiB";
+  found.reference = "256 GiB";
+  found.reference_number = 268435456;
+  found.values = {{"node071", "224 GiB", "", 234881024, {}, {}},
+                  {"node072", "3 GHz", "", 3000, {}, {}}};
+  found.values[1].fact = "cpu.clock";
+  found.values[1].unit = "MHz";
+  found.groups = {{"256 GiB", {"node070"}}, {"a text", {"node071"}}};
+  found.group_numbers = {268435456, {}};
+  found.limit = allowed_numbers{262144000, {}, true, "site.xml:3"};
+  const json written = parsed(judged)["findings"][1];
+  EXPECT_EQ(written["peers"]["reference"], "256 GiB");
+  EXPECT_EQ(written["peers"]["reference_number"], 268435456);
+  EXPECT_EQ(written["peers"]["unit"], "KiB");
+  EXPECT_EQ(written["values"][0]["value"], 234881024);
+  EXPECT_EQ(written["values"][0]["unit"], "KiB");
+  EXPECT_EQ(written["values"][1]["metric"], "cpu.clock");
+  EXPECT_EQ(written["values"][1]["unit"], "MHz");
+  EXPECT_EQ(written["groups"][0]["number"], 268435456);
+  EXPECT_EQ(written["groups"][0]["unit"], "KiB");
+  EXPECT_FALSE(written["groups"][1].contains("number"));
+  EXPECT_EQ(written["limit"], json({{"min", 262144000},
+                                    {"inverted", true},
+                                    {"unit", "KiB"},
+                                    {"set_by", "site.xml:3"}}));
+  if (!python_has("jsonschema")) GTEST_SKIP() << "no python3-jsonschema";
+  EXPECT_EQ(complaints(report_of(judged, report_form::json)), "");
+}
+
 TEST(json_report, tells_the_groups_of_which_nobody_is_blamed) {
   judgement judged = example_judgement();
   judged.findings[1].blames_nobody = true;

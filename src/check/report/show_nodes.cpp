@@ -1,9 +1,13 @@
 // --show: everything that is known of some nodes.
+//
+// A node has thousands of facts, of which one or two matter: where lists are
+// limited, as on a terminal, those that are as they should be are counted.
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <tuple>
 #include <unordered_map>
 #include <utility>
@@ -13,6 +17,7 @@
 #include "src/check/report/phrases.h"
 #include "src/check/report/rows.h"
 #include "src/check/report/writer.h"
+#include "src/common/text/size_text.h"
 #include "src/common/text/text_table.h"
 #include "src/common/text/time_text.h"
 #include "src/common/text/visible_text.h"
@@ -27,6 +32,11 @@ constexpr std::size_t most_name = 60;
 
 // Fact, provider, option, class.
 using fact_key = std::tuple<std::string, std::string, std::string, std::string>;
+
+bool says_no_trouble(answer what) {
+  return what == answer::ok || what == answer::not_applicable ||
+         what == answer::not_expected;
+}
 
 class node_writer {
  public:
@@ -49,6 +59,11 @@ class node_writer {
   void write_history(const std::string& name);
   void write_answers(std::size_t number);
   static std::string took(double seconds);
+  bool is_folded() const { return options_.limit_rows != 0; }
+  // The facts that findings about the node are about.
+  std::set<std::string> facts_found(const std::string& name) const;
+  bool is_outlier(const fact_column& fact, const std::string& class_name,
+                  const std::string& name) const;
   void write_facts(std::size_t number, const std::string& class_name);
   std::string value_text(const fact_column& fact, std::uint32_t value) const;
 
@@ -165,9 +180,14 @@ void node_writer::write_answers(std::size_t number) {
                           {"ENDED", false},
                           {"TOOK", true},
                           {"REASON", false}});
+  std::map<std::string, std::size_t> folded;
   for (const provider_info& provider : run_.providers) {
     if (number >= provider.answers.size()) continue;
     const provider_answer& given = provider.answers[number];
+    if (is_folded() && says_no_trouble(given.what)) {
+      ++folded[words_for(given.what)];
+      continue;
+    }
     const bool ended = given.ended_usec != 0;
     table.add({" " + excerpt_of(provider.name, most_name),
                excerpt_of(provider.option, most_name), words_for(given.what),
@@ -175,9 +195,36 @@ void node_writer::write_answers(std::size_t number) {
                ended ? took(given.duration) : "-",
                excerpt_of(given.reason, most_message)});
   }
-  if (table.size() == 0) return;
+  if (table.size() == 0 && folded.empty()) return;
   out_ << "\nRESULTS\n";
-  table.write(out_);
+  if (table.size() > 0) table.write(out_);
+  std::string others;
+  for (const auto& [words, count] : folded)
+    others += fmt::format("{}{} {}", others.empty() ? "" : ", ", count, words);
+  if (!others.empty()) out_ << " not listed: " << others << '\n';
+}
+
+std::set<std::string> node_writer::facts_found(const std::string& name) const {
+  std::set<std::string> facts;
+  for (const auto* list : {&judged_.findings, &judged_.accepted})
+    for (const finding& found : *list) {
+      if (!is_about(found, name)) continue;
+      facts.insert(found.fact);
+      for (const node_value& each : found.values)
+        if (each.node == name && !each.fact.empty()) facts.insert(each.fact);
+    }
+  return facts;
+}
+
+bool node_writer::is_outlier(const fact_column& fact,
+                             const std::string& class_name,
+                             const std::string& name) const {
+  const auto among = distributions_.find(
+      fact_key(fact.name, fact.provider, fact.option, class_name));
+  return among == distributions_.end() ||
+         std::any_of(among->second->outliers.begin(),
+                     among->second->outliers.end(),
+                     [&](const node_value& each) { return each.node == name; });
 }
 
 std::string node_writer::took(double seconds) {
@@ -192,20 +239,33 @@ void node_writer::write_facts(std::size_t number,
                           {"VALUE", false},
                           {"PEERS", false},
                           {"PROVIDER", false}});
+  const std::string& name = run_.nodes[number];
+  const std::set<std::string> wrong = facts_found(name);
+  std::size_t folded = 0;
   for (const fact_column& fact : run_.facts) {
     const std::uint32_t value =
         number < fact.values.size() ? fact.values[number] : no_value;
     const std::string peers = peers_text(fact, class_name, number);
     if (value == no_value && peers.empty()) continue;
+    const bool is_odd = !peers.empty() && is_outlier(fact, class_name, name);
+    if (is_folded() && !is_odd && !wrong.contains(fact.name)) {
+      ++folded;
+      continue;
+    }
     table.add(
         {" " + excerpt_of(fact.name, most_name), value_text(fact, value), peers,
          excerpt_of(fact.option.empty() ? fact.provider
                                         : fact.provider + " " + fact.option,
                     most_name)});
   }
-  if (table.size() == 0) return;
+  if (table.size() == 0 && folded == 0) return;
   out_ << "\nFACTS\n";
-  table.write(out_);
+  if (table.size() > 0) table.write(out_);
+  if (folded > 0)
+    out_ << fmt::format(
+        " not listed: {} of which nothing is wrong; --all "
+        "lists them\n",
+        text::counted(static_cast<std::int64_t>(folded), "fact"));
 }
 
 std::string node_writer::value_text(const fact_column& fact,

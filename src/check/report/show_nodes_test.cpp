@@ -43,6 +43,43 @@ TEST(write_nodes, tells_all_that_is_known) {
   EXPECT_EQ(shown({"node103"}), node103);
 }
 
+// Of thousands of facts people look for the one.
+TEST(write_nodes, counts_what_is_not_wrong_where_lists_are_limited) {
+  report_options options;
+  options.limit_rows = 20;
+  std::ostringstream out;
+  write_nodes(example_judgement(), example_run(), {"node103", "node037"},
+              options, out);
+  EXPECT_TRUE(holds(out.str(),
+                    "\nRESULTS\n not listed: 1 not required, 3 ok\n"
+                    "\nFACTS\n"
+                    " FACT          VALUE       PEERS                   "
+                    "PROVIDER\n"
+                    " bios.release  2024-06-11  2025-04-02 on 27 of 31  bios\n"
+                    " bios.version  2.3         2.5 on 27 of 31         bios\n"
+                    " not listed: 2 facts of which nothing is wrong; --all "
+                    "lists them\n"))
+      << out.str();
+  EXPECT_TRUE(holds(out.str(), "  no answer  "))
+      << "what did not come is never folded";
+}
+
+TEST(write_nodes, lists_a_fact_that_a_finding_is_about) {
+  judgement judged = example_judgement();
+  finding& found = judged.findings.front();
+  found.nodes = {"node103"};
+  found.fact = "mem.total";
+  found.values = {{"node103", "1", "", {}, {}, {}}};
+  found.values.front().fact = "stream.triad";
+  report_options options;
+  options.limit_rows = 1;
+  std::ostringstream out;
+  write_nodes(judged, example_run(), {"node103"}, options, out);
+  EXPECT_TRUE(holds(out.str(), "\n mem.total "));
+  EXPECT_TRUE(holds(out.str(), "\n stream.triad "));
+  EXPECT_FALSE(holds(out.str(), "--all"));
+}
+
 TEST(write_nodes, tells_what_did_not_come) {
   const std::string text = shown({"node037", "node055"});
   EXPECT_TRUE(holds(text, "node037  unhealthy"));

@@ -30,7 +30,7 @@ std::string all_but_reports(const judgement& judged, const run_data& run) {
   std::ostringstream out;
   write_drain_commands(judged, {}, out);
   write_nodes(judged, run, run.nodes, {}, out);
-  write_differences(run, judged, "p", {}, out);
+  write_differences(run, judged, {"p", {}}, {}, out);
   return out.str();
 }
 

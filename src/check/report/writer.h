@@ -12,12 +12,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "src/check/judge/allowance.h"
 #include "src/check/judgement.h"
 #include "src/check/report/status.h"
 #include "src/check/run_data.h"
@@ -123,7 +125,8 @@ void write_explanation(const check_definition& check, const judgement* judged,
 void write_check_list(const std::vector<const check_definition*>& checks,
                       const report_options& options, std::ostream& out);
 
-// --show: everything known about the nodes named, one after another. Names that
+// --show: everything known about the nodes named, one after another; with a
+// limit of rows what is as it should be is only counted. Names that
 // the run does not know are returned, and not written.
 std::vector<std::string> write_nodes(const judgement& judged,
                                      const run_data& run,
@@ -131,11 +134,18 @@ std::vector<std::string> write_nodes(const judgement& judged,
                                      const report_options& options,
                                      std::ostream& out);
 
-// --diff: unified differences of the facts that `pattern` names (a provider, a
-// fact, or a shell pattern of facts) between the largest group of like nodes
-// of each class and each other group. Returns whether the run has such facts.
+struct difference_wish {
+  std::string pattern;  // a provider, a fact, or a shell pattern of facts
+  // What of the differences in a fact is let pass, and then left out and
+  // counted; null: nothing is (--all).
+  std::function<allowance(const fact_column&)> allowed;
+};
+
+// --diff: unified differences of the facts that are wished for between the
+// largest group of like nodes of each class and each other group. Returns
+// whether the run has such facts.
 bool write_differences(const run_data& run, const judgement& judged,
-                       std::string_view pattern, const report_options& options,
-                       std::ostream& out);
+                       const difference_wish& wish,
+                       const report_options& options, std::ostream& out);
 
 }  // namespace zelk::check
