@@ -11,7 +11,7 @@
 #include "src/check/command/option_values.h"
 #include "src/collect/src/accumulate/schema.h"
 #include "src/collect/src/reading/failure.h"
-#include "src/common/cli/filled.h"
+#include "src/common/cli/validators.h"
 #include "src/common/names/version.h"
 #include "src/common/str/nearest_word.h"
 #include "src/common/str/str.h"

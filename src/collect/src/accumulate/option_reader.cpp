@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "src/common/cli/filled.h"
+#include "src/common/cli/validators.h"
 #include "src/common/str/nearest_word.h"
 
 namespace zelk::accumulate {
@@ -21,17 +21,6 @@ constexpr char examples[] =
     "\n"
     "Exit status: 0 fine, 1 partial, 2 nothing accumulated, 3 could not "
     "start.\n";
-
-// CLI11 shows what validators have to say behind each option; the option's own
-// text says it better.
-CLI::Validator number_from(double least, double most) {
-  CLI::Validator range = CLI::Range(least, most);
-  return range.description("");
-}
-CLI::Validator size_value() {
-  CLI::Validator size = CLI::AsSizeValue(false);
-  return size.description("");
-}
 
 }  // namespace
 
@@ -105,22 +94,22 @@ void option_reader::declare_storing(CLI::App& command) {
       .add_option("--batch", words.batch,
                   "records that make a transaction [200]")
       ->type_name("N")
-      ->check(number_from(1, 100'000));
+      ->check(cli::number_from(1, 100'000));
   command
       .add_option("--commit-ms", words.commit_ms,
                   "age of a transaction at most, ms [500]")
       ->type_name("M")
-      ->check(number_from(1, 60'000));
+      ->check(cli::number_from(1, 60'000));
   command
       .add_option("--max-record", words.max_record,
                   "refuse larger records [64 MiB]")
-      ->transform(size_value())
+      ->transform(cli::size_value())
       ->type_name("SIZE");
   command
       .add_option("--stats-interval", words.stats_interval,
                   "s between statistics lines on stderr, 0: none [60]")
       ->type_name("S")
-      ->check(number_from(0, 86'400));
+      ->check(cli::number_from(0, 86'400));
   command.add_flag("--json", words.json, "the summary as JSON");
 }
 
@@ -128,7 +117,7 @@ void option_reader::declare_fd(CLI::App& command, const char* name, int& fd,
                                const char* text) {
   command.add_option(name, fd, text)
       ->type_name("N")
-      ->check(number_from(0, 1 << 20));
+      ->check(cli::number_from(0, 1 << 20));
 }
 
 void option_reader::declare_listen() {
@@ -154,19 +143,19 @@ void option_reader::declare_listen() {
       ->add_option("--timeout", words.time_limit,
                    "end after S seconds at the latest, 0: never [0]")
       ->type_name("S")
-      ->check(number_from(0, 10'000'000));
+      ->check(cli::number_from(0, 10'000'000));
   listen_
       ->add_option("--stop-wait", words.stop_wait,
                    "how long to go on receiving and storing at the end [10]")
       ->type_name("S")
-      ->check(number_from(0, 86'400));
+      ->check(cli::number_from(0, 86'400));
   listen_
       ->add_option(
           "--heartbeat", words.heartbeat,
           "silence after which a peer is asked for a sign of life, and "
           "after as much again let go [30]")
       ->type_name("S")
-      ->check(number_from(1, 86'400));
+      ->check(cli::number_from(1, 86'400));
   declare_storing(*listen_);
   declare_fd(*listen_, "--ready-fd", words.ready_fd,
              "write \"READY ENDPOINT\" to this descriptor when ready");
@@ -178,7 +167,7 @@ void option_reader::declare_listen() {
   listen_
       ->add_option("--memory", to.memory,
                    "for records not yet stored [160 MiB]")
-      ->transform(size_value())
+      ->transform(cli::size_value())
       ->type_name("SIZE");
   listen_
       ->add_option("--bad-dir", words.bad_dir,
@@ -220,23 +209,23 @@ void option_reader::declare_scan() {
       ->add_option("--lock-wait", words.lock_wait,
                    "how long to wait for files that are being written [5]")
       ->type_name("S")
-      ->check(number_from(0, 86'400));
+      ->check(cli::number_from(0, 86'400));
   scan_
       ->add_option("--incomplete-age", words.incomplete_age,
                    "unlocked files that are not whole are refused when they "
                    "are so old [30]")
       ->type_name("S")
-      ->check(number_from(0, 86'400));
+      ->check(cli::number_from(0, 86'400));
   scan_
       ->add_option("--store-wait", words.store_wait,
                    "how long to wait for a datastore that takes nothing [30]")
       ->type_name("S")
-      ->check(number_from(0, 86'400));
+      ->check(cli::number_from(0, 86'400));
   scan_
       ->add_option("--poll-interval", words.poll_interval,
                    "s between looks where nothing tells of changes [2]")
       ->type_name("S")
-      ->check(number_from(0.05, 86'400.0));
+      ->check(cli::number_from(0.05, 86'400.0));
   declare_storing(*scan_);
   declare_fd(*scan_, "--ready-fd", words.ready_fd,
              "with --watch: write \"READY DIR\" to this descriptor when "
@@ -258,11 +247,11 @@ void option_reader::declare_replay() {
       ->add_option("--wait", words.replay_wait,
                    "how long to wait for a receiver that takes nothing [30]")
       ->type_name("S")
-      ->check(number_from(1, 86'400));
+      ->check(cli::number_from(1, 86'400));
   replay_
       ->add_option("--max-record", words.max_record,
                    "refuse larger records [64 MiB]")
-      ->transform(size_value())
+      ->transform(cli::size_value())
       ->type_name("SIZE");
 }
 

@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "src/collect/src/collect/exit_codes.h"
-#include "src/common/cli/filled.h"
+#include "src/common/cli/validators.h"
 #include "src/common/cli/standard_output.h"
 #include "src/common/log/settings.h"
 #include "src/common/names/version.h"

@@ -12,7 +12,7 @@
 #include "src/collect/src/db/fact_printer.h"
 #include "src/collect/src/db/mark_words.h"
 #include "src/collect/src/db/row_printer.h"
-#include "src/common/cli/filled.h"
+#include "src/common/cli/validators.h"
 #include "src/common/log/settings.h"
 #include "src/common/names/names.h"
 #include "src/common/names/version.h"
@@ -94,17 +94,6 @@ class parser {
   bool no_color_ = false;
 };
 
-// The library shows what validators have to say behind each option; the
-// option's own text says it better.
-CLI::Validator number_from(double least, double most) {
-  CLI::Validator range = CLI::Range(least, most);
-  return range.description("");
-}
-CLI::Validator size_value() {
-  CLI::Validator size = CLI::AsSizeValue(false);
-  return size.description("");
-}
-
 // An option that may stand many times, one value each.
 CLI::Option* repeatable(CLI::Option* option) {
   return option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
@@ -156,7 +145,7 @@ void parser::declare_common() {
   app_.add_option("--wait", to_.wait_sec,
                   "for another process that is writing [30]")
       ->type_name("S")
-      ->check(number_from(0, 86'400));
+      ->check(cli::number_from(0, 86'400));
   app_.add_option("-l,--log-level", level_,
                   "alert critical error warning notice info debug [warning]")
       ->type_name("LEVEL");
@@ -193,7 +182,7 @@ void parser::declare_reading() {
       ->type_name("ID");
   show.add_option("--result", to_.show.result, "the one of this number")
       ->type_name("N")
-      ->check(number_from(1, 9e18));
+      ->check(cli::number_from(1, 9e18));
   show.add_flag("--stderr", to_.show.from_stderr, "standard error instead");
   show.add_flag("--decode", to_.show.decode, "decode base64 output");
   show.add_flag("--header", to_.show.header, "the fields of all that match");
@@ -210,10 +199,10 @@ void parser::declare_query() {
       ->type_name("FORM");
   query.add_option("--max-rows", to_.query.max_rows, "0: all [100000]")
       ->type_name("N")
-      ->check(number_from(0, 1e15));
+      ->check(cli::number_from(0, 1e15));
   query.add_option("--timeout", to_.query.timeout_sec, "0: none [60]")
       ->type_name("S")
-      ->check(number_from(0, 86'400));
+      ->check(cli::number_from(0, 86'400));
 }
 
 void parser::declare_facts() {
@@ -296,8 +285,8 @@ void parser::declare_moving() {
   words(in.add_option("FILE", to_.from_file.files, "exported files"));
   in.add_option("--max-record", to_.from_file.max_record,
                 "refuse larger results [64 MiB]")
-      ->transform(size_value())
-      ->check(number_from(1, 1e9))
+      ->transform(cli::size_value())
+      ->check(cli::number_from(1, 1e9))
       ->type_name("SIZE");
 
   CLI::App& prune = add(command::prune, "prune", "remove old runs");
