@@ -19,7 +19,7 @@ LAYERS = {
     "src/common/names": set(),
     "src/common/str": set(),
     "src/common/text": {"names", "str"},
-    "src/common/cli": set(),
+    "src/common/cli": {"text"},
     "src/common/log": {"names", "str"},
     "src/common/xml": BASE,
     "src/common/node": BASE,

@@ -4,9 +4,9 @@
 #include <cctype>
 #include <charconv>
 #include <cmath>
-#include <map>
 
 #include "src/common/str/nearest_word.h"
+#include "src/common/text/size_text.h"
 #include "src/common/text/time_text.h"
 
 namespace zelk::check {
@@ -75,19 +75,9 @@ std::size_t count_value(const std::string& option, const std::string& text,
 }
 
 std::size_t size_value(const std::string& option, const std::string& text) {
-  static const std::map<std::string, unsigned> units = {
-      {"", 0},    {"B", 0},    {"K", 10}, {"KB", 10}, {"KiB", 10}, {"M", 20},
-      {"MB", 20}, {"MiB", 20}, {"G", 30}, {"GB", 30}, {"GiB", 30}};
-  const std::size_t end = text.find_first_not_of("0123456789");
-  const std::size_t word =
-      end == text.npos ? text.size() : text.find_first_not_of(' ', end);
-  const auto unit =
-      word == text.npos ? units.end() : units.find(text.substr(word));
-  const auto value = parsed<std::size_t>(text.substr(0, end));
-  constexpr std::size_t most = std::size_t{1} << 32U;
-  if (!value || unit == units.end() || *value > most)
-    refuse_value(option, "a size such as 512K or 5M", text);
-  return *value << unit->second;
+  const std::optional<std::int64_t> bytes = text::size_bytes(text);
+  if (!bytes) refuse_value(option, "a size such as 512K or 5M", text);
+  return static_cast<std::size_t>(*bytes);
 }
 
 std::int64_t duration_value(const std::string& option,

@@ -131,7 +131,7 @@ TEST(read_command_line, refuses_what_it_does_not_understand) {
       {{"listen", "--commit-ms", "-1"}, "--commit-ms"},
       {{"listen", "--max-record", "x"}, "--max-record"},
       {{"listen", "--max-record", "1"}, "4 KiB to 1 TiB"},
-      {{"listen", "--max-record", "15EiB"}, "4 KiB to 1 TiB"},
+      {{"listen", "--max-record", "15TiB"}, "4 KiB to 1 TiB"},
       {{"listen", "--memory", "10MiB"}, "--memory"},
       {{"listen", "--expect", "node[3-1]"}, "--expect: 'node[3-1]'"},
       {{"listen", "--expect-provider", "x"}, "of which nodes?"},
