@@ -282,13 +282,17 @@ std::int64_t database::log_pages() const {
   return state_->log_pages;
 }
 
-database::log_extent database::copy_log() {
+std::optional<database::log_extent> database::copy_log() {
   int pages = 0, copied = 0;
   const int code = ::sqlite3_wal_checkpoint_v2(
       handle_, "main", SQLITE_CHECKPOINT_PASSIVE, &pages, &copied);
-  if (code != SQLITE_OK && (code & 0xFF) != SQLITE_BUSY)
-    throw failed(path_, handle_, code);
-  return {pages, copied};
+  if ((code & 0xFF) == SQLITE_BUSY) return {};
+  if (code != SQLITE_OK) throw failed(path_, handle_, code);
+  return log_extent{pages, copied};
+}
+
+void database::keep_log_when_closed() {
+  ::sqlite3_db_config(handle_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
 }
 
 void database::interrupt() {

@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -95,8 +96,11 @@ class database {
     std::int64_t copied = 0;  // of these: when all are, the log begins anew
   };
   // Copies what it can of the log into the database while others read and
-  // write. Copies nothing when somebody else is copying.
-  log_extent copy_log();
+  // write. Returns nothing when somebody else is copying.
+  std::optional<log_extent> copy_log();
+  // Closing will not copy the log. For a disk that has failed: asked again it
+  // says that all is well, and a log that is needed is removed.
+  void keep_log_when_closed();
 
   // Ends the statement that is running with a transient failure. From any
   // thread and from signal handlers' threads.

@@ -32,19 +32,29 @@ constexpr std::size_t least_block = 4096;
 
 class arrival_pool {
  public:
-  // Places that are kept: some 9 MB with the two blocks of each.
+  // Of each kind that are kept: 5 MB in all.
   static constexpr std::size_t most_spare = 1000;
 
-  // Returns an empty record; its blocks may have storage. Requires: always the
-  // same thread.
+  // These two: always from the same thread.
+  //
+  // Returns an empty record without storage.
   std::unique_ptr<arrival> take();
-  // Leaves `some` empty. From another thread. Blocks that have grown are freed.
+  // Gives `block`, which is empty, storage for least_block bytes if there is
+  // some. Only when it was charged: a spare one is charged to nobody.
+  void take_storage(util::byte_buffer& block);
+
+  // Leaves `some` empty. From another thread.
   void give_back(std::vector<std::unique_ptr<arrival>>& some);
 
  private:
-  std::vector<std::unique_ptr<arrival>> spare_;  // of the thread that takes
+  struct spares {
+    std::vector<std::unique_ptr<arrival>> places;
+    std::vector<util::byte_buffer> blocks;
+  };
+
+  spares at_hand_;  // of the thread that takes
   std::mutex lock_;
-  std::vector<std::unique_ptr<arrival>> returned_;
+  spares returned_;
 };
 
 }  // namespace zelk::accumulate

@@ -101,6 +101,7 @@ std::vector<row_outcome> batch_writer::write_all(
   outcomes.reserve(batch.size());
   try {
     check_identity();
+    log_.check();
     datastore::transaction whole(base_);
     begin();
     for (std::size_t i = 0; i < batch.size(); ++i) {

@@ -144,9 +144,9 @@ receiver_limits listen_session::limits(const listen_options& options) {
   receiver_limits limits = options.limits;
   const store_options& store = options.writer.store;
   limits.most_connections = raise_descriptor_limit();
-  // Enough for a batch that is written, one that is made, and two to come.
+  // Enough for a batch that is written and one that is made.
   limits.most_waiting =
-      std::max(limits.most_waiting, 4 * store.growth * store.batch_rows);
+      std::max(limits.most_waiting, 2 * store.growth * store.batch_rows);
   return limits;
 }
 

@@ -32,7 +32,7 @@ void log_copier::committed() {
   thread_.wait();
   if (pages < copied_) copied_ = 0;  // it has begun anew
   if (is_long)
-    copy_here();
+    copy(writer_);
   else if (pages >= copied_ + pages_of_piece)
     thread_.start([this] { copy_beside(); });
 }
@@ -44,18 +44,34 @@ void log_copier::copy_beside() {
       reader_.emplace(writer_.path(), datastore::open_mode::read_write);
       reader_->execute("PRAGMA synchronous = FULL");
     }
-    copied_ = reader_->copy_log().copied;
+  } catch (const std::exception& error) {
+    return tell(error);
+  }
+  copy(*reader_);
+}
+
+void log_copier::copy(datastore::database& through) {
+  try {
+    if (const auto extent = through.copy_log()) copied_ = extent->copied;
+  } catch (const datastore::store_error& error) {
+    tell(error);
+    if (error.input_output()) disk_failure_ = error;
   } catch (const std::exception& error) {
     tell(error);
   }
 }
 
-void log_copier::copy_here() {
-  try {
-    copied_ = writer_.copy_log().copied;
-  } catch (const std::exception& error) {
-    tell(error);
-  }
+void log_copier::check() {
+  if (thread_.busy() || !disk_failure_) return;
+  const datastore::store_error error = *disk_failure_;
+  disk_failure_.reset();
+  throw error;
+}
+
+void log_copier::keep_log() {
+  thread_.wait();
+  writer_.keep_log_when_closed();
+  if (reader_) reader_->keep_log_when_closed();
 }
 
 }  // namespace zelk::accumulate

@@ -24,20 +24,27 @@ class log_copier {
   explicit log_copier(datastore::database& writer);
 
   // Behind each commit of the writer. A failure is a debug record: what was not
-  // copied is as safe where it lies, and a disk that fails tells the next
-  // commit.
+  // copied is as safe where it lies. But see check().
   void committed();
+  // In front of each transaction. Throws store_error, once, when the disk has
+  // failed to take what was copied: it may say next time that all is well, so
+  // both connections are to be given up, and the log is needed from its
+  // beginning: see keep_log().
+  void check();
+  // Neither closing copies the log.
+  void keep_log();
   // Waits for the copying that is going on.
   void wait() { thread_.wait(); }
 
  private:
   void copy_beside();
-  void copy_here();
+  void copy(datastore::database& through);
 
   datastore::database& writer_;
   std::optional<datastore::database> reader_;  // of the log; the thread's
   std::int64_t copied_ = 0;                    // pages of the log
-  job_thread thread_;                          // ends first
+  std::optional<datastore::store_error> disk_failure_;
+  job_thread thread_;  // ends first
 };
 
 }  // namespace zelk::accumulate

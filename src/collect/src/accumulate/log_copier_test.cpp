@@ -1,11 +1,15 @@
 #include "src/collect/src/accumulate/log_copier.h"
 
+#include <signal.h>
+#include <sys/resource.h>
+
 #include <filesystem>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "src/collect/src/accumulate/schema.h"
+#include "src/common/datastore/test_child.h"
 #include "src/common/datastore/test_scratch.h"
 
 namespace zelk::accumulate {
@@ -74,6 +78,49 @@ TEST_F(log_copier_test, lets_the_log_grow_while_somebody_reads_its_beginning) {
   copier.wait();
   EXPECT_EQ(base.integer("SELECT count(*) FROM bulk"), 83);
   EXPECT_GE(size(""), 70 * mib);
+}
+
+// The disk takes the log and no longer the database. The copier may be told
+// next time that all is well, so the log has to stay whole.
+TEST(log_copier, loses_nothing_when_the_disk_fails_to_take_the_copy) {
+  const datastore::scratch place;
+  const std::string path = place.file("zelk.db");
+  datastore::child limited([&](int to) {
+    ::signal(SIGXFSZ, SIG_IGN);
+    bool told = false;
+    {
+      datastore::database base = open_datastore(path);
+      log_copier copier(base);
+      base.execute("CREATE TABLE bulk (body BLOB)");
+      const auto commit = [&] {
+        base.execute("INSERT INTO bulk VALUES (randomblob(1000000))");
+        copier.committed();
+      };
+      for (int i = 0; i < 30; ++i)
+        commit();
+      copier.wait();
+      base.checkpoint();
+      const rlimit limit = {32 * mib, 32 * mib};
+      ::setrlimit(RLIMIT_FSIZE, &limit);
+      for (int i = 0; i < 20; ++i)
+        commit();
+      copier.wait();
+      try {
+        copier.check();
+      } catch (const datastore::store_error& error) {
+        told = error.input_output();
+      }
+      copier.keep_log();
+    }
+    datastore::child::say(to, told ? "told" : "not told");
+    return 0;
+  });
+  EXPECT_EQ(limited.heard(), "told");
+  EXPECT_EQ(limited.end(), 0);
+  EXPECT_GE(std::filesystem::file_size(path + "-wal"), 18 * mib);
+  datastore::database again = open_datastore(path);
+  EXPECT_EQ(again.integer("SELECT count(*) FROM bulk"), 50);
+  EXPECT_EQ(again.text("PRAGMA integrity_check"), "ok");
 }
 
 }  // namespace

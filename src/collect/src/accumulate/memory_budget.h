@@ -35,7 +35,7 @@ class memory_budget {
     if (refused_.exchange(false) && wake_up_) wake_up_();
   }
 
-  // Not counted while they are spare.
+  // Spare ones are not counted: they are few, see there.
   arrival_pool& places() { return places_; }
 
   std::size_t limit() const { return limit_; }

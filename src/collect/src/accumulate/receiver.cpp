@@ -40,7 +40,7 @@ constexpr char source[] = "src/collect/src/accumulate/receiver";
 
 constexpr std::size_t scratch_size = std::size_t{64} * 1024;  // bytes
 constexpr int events_at_once = 256;
-constexpr int accepts_at_once = 4096;  // all that the system lets wait
+constexpr int accepts_at_once = 1024;
 // One peer's turn while bytes are read exactly, so that others get theirs.
 constexpr int pieces_at_once = 64;
 
@@ -180,8 +180,7 @@ bool receiver::turn(std::chrono::milliseconds limit) {
 }
 
 // Whether peers are read depends on how many records wait to be stored. New
-// ones are accepted all the same: where the queue of the system is full, a peer
-// asks again after a second, then after three, then after seven.
+// ones are accepted: a full queue would make them wait for seconds.
 void receiver::hold_back() {
   const tally now = board_.now();
   const auto reached = [&](std::size_t part) {
@@ -203,11 +202,15 @@ void receiver::go_on_reading() {
     if (peer) peer->heard_at = peer->connected_at = now;
 }
 
+// As many as are accepted in a turn: peers that come and go do not pile up.
 void receiver::read_peers() {
   epoll_event events[events_at_once];
-  const int count = ::epoll_wait(peers_.get(), events, events_at_once, 0);
-  for (int i = 0; i < count; ++i)
-    on_event(events[i].data.fd, events[i].events);
+  int count = events_at_once;
+  for (int i = 0; count == events_at_once && i < accepts_at_once; i += count) {
+    count = ::epoll_wait(peers_.get(), events, events_at_once, 0);
+    for (int k = 0; k < count; ++k)
+      on_event(events[k].data.fd, events[k].events);
+  }
 }
 
 void receiver::on_event(int fd, std::uint32_t events) {

@@ -60,7 +60,7 @@ class receiver {
   // As bound, with the ports that were given.
   std::vector<std::string> endpoints() const;
   // turn() also ends when `fd` becomes readable, or what else poll(2) has names
-  // for; what to do then is the caller's. Seven at most.
+  // for; what to do then is the caller's. Few.
   void watch(int fd, std::uint32_t events = EPOLLIN);
   void unwatch(int fd);
   // Called for each refusal that is named in a line: who, and what was wrong.
@@ -126,8 +126,8 @@ class receiver {
   refusal_log& refusals_;
   refusal_listener on_refusal_;
 
-  util::unique_fd control_;  // what is looked at always, and peers_
-  util::unique_fd peers_;    // listeners and connections
+  util::unique_fd control_;  // what is looked at always, listeners, and peers_
+  util::unique_fd peers_;    // connections
   bool holding_back_ = false;
   std::vector<listener> listeners_;
   std::vector<std::unique_ptr<connection>> table_;  // by descriptor

@@ -132,6 +132,8 @@ bool record_assembler::make_room() {
   if (!budget_.reserve(charge)) return false;
   charge_ = charge;
   try {
+    if (record.header.stdout_size > 0)
+      budget_.places().take_storage(record.stdout);
     record.stdout.free_tail(
         static_cast<std::size_t>(record.header.stdout_size));
     record.stderr.free_tail(

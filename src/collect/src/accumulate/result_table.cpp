@@ -23,6 +23,7 @@
 #include <algorithm>
 #include <new>
 #include <set>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -101,6 +102,7 @@ class result_table::implementation {
   int finish_commit();
 
   int refuse(const store_error& error);
+  void give_up_writer();
   int delay(const store_error& error);
   int fail(const store_error& error);
   void settle();
@@ -148,7 +150,13 @@ void result_table::implementation::open() {
 
 void result_table::implementation::connect(datastore::database base) {
   base.set_busy_deadline(options_.busy_deadline);
-  writer_ = std::make_unique<batch_writer>(std::move(base));
+  try {
+    writer_ = std::make_unique<batch_writer>(std::move(base));
+  } catch (const std::system_error& error) {
+    // It starts a thread.
+    throw store_error(store_failure::transient,
+                      "Datastore '" + path_ + "': " + error.what());
+  }
 }
 
 // After an input or output error the file must still be the one there was: a
@@ -277,9 +285,14 @@ int result_table::implementation::refuse(const store_error& error) {
   reason_ = error.what();
   if (writer_ && writer_->commit_failed())
     uncertain_from_ = writer_->first_id();
-  if (error.input_output()) writer_.reset();
+  if (error.input_output()) give_up_writer();
   return error.failure() == store_failure::transient ? delay(error)
                                                      : fail(error);
+}
+
+void result_table::implementation::give_up_writer() {
+  if (writer_) writer_->keep_log();
+  writer_.reset();
 }
 
 int result_table::implementation::delay(const store_error& error) {
@@ -368,6 +381,7 @@ void result_table::implementation::checkpoint() {
   } catch (const store_error& error) {
     log::ErrorLog(source, __func__, __LINE__, log::level_debug).stream()
         << "No checkpoint: " << error.what();
+    if (error.input_output()) give_up_writer();
   }
 }
 

@@ -108,9 +108,11 @@ int scan_session::run() {
 
 // Throws datastore::store_error.
 void scan_session::open() {
-  // One descriptor for each file of a batch.
+  // One descriptor for each file of the batch that is made and of the one that
+  // is being committed.
   store_options store = options_.store;
-  store.batch_rows = std::min(store.batch_rows, raise_descriptor_limit());
+  store.batch_rows = std::clamp<std::size_t>(raise_descriptor_limit() / 2, 1,
+                                             store.batch_rows);
   store.growth = 1;
   store_ = std::make_unique<result_store>(store);
   close_abandoned_runs(store_->database());

@@ -90,7 +90,7 @@ bool scanner::scan(result_directory& directory) {
   bool store_good = true;
   good = good && directory.for_each_result([&](const std::string& name) {
     ++report_.found;
-    store_good = take(directory, name);
+    store_good = take(directory, name) && (!is_due() || flush());
     return store_good && !stop_();
   });
   if (good) return store_good;
@@ -200,6 +200,11 @@ bool scanner::hand_in(provider_result& record) {
         return drop_pending();
     }
   }
+}
+
+bool scanner::is_due() const {
+  const auto due = store_.due();
+  return due && steady_clock::now() >= *due;
 }
 
 bool scanner::flush() {

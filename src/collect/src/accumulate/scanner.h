@@ -98,6 +98,7 @@ class scanner {
   bool is_young(const result_file& file);
   bool hand_in(provider_result& record);
   void choose_run(result_directory& directory, const provider_result& record);
+  bool is_due() const;
   bool flush();
   bool wait_for_store(backoff& pause);
   bool drop_pending();

@@ -261,5 +261,23 @@ TEST_F(scanner_test, makes_a_run_for_each_time) {
   EXPECT_EQ(pass().by_run.size(), 2U);
 }
 
+// Of slow files the first ones do not wait for the last.
+TEST_F(scanner_test, commits_what_has_waited_long_enough) {
+  for (int i = 1; i <= 3; ++i)
+    put(i);
+  stored.batch_time = std::chrono::milliseconds(0);
+  result_store own(stored);
+  std::vector<std::int64_t> rows;
+  scanner hasty(
+      options, own, groups,
+      [&] {
+        rows.push_back(own.database().integer("SELECT count(*) FROM v_result"));
+        return false;
+      },
+      [](const refused_file&) {});
+  EXPECT_TRUE(hasty.pass());
+  EXPECT_NE(std::find(rows.begin(), rows.end(), 1), rows.end());
+}
+
 }  // namespace
 }  // namespace zelk::accumulate

@@ -65,7 +65,6 @@ TEST(job_thread, finishes_its_job_before_it_ends) {
   EXPECT_EQ(done, 1);
 }
 
-// SIGTERM has to reach the thread that knows how to end.
 TEST(job_thread, tells_when_nobody_would_wait_any_more) {
   std::promise<void> told;
   job_thread thread([&] { told.set_value(); });
@@ -74,6 +73,7 @@ TEST(job_thread, tells_when_nobody_would_wait_any_more) {
   EXPECT_FALSE(thread.busy());
 }
 
+// SIGTERM has to reach the thread that knows how to end.
 TEST(job_thread, takes_no_signals) {
   job_thread thread;
   sigset_t blocked = {};

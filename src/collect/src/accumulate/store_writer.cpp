@@ -10,10 +10,10 @@
 // copy is gone when it must be reopened. Handing in a record twice does no
 // harm, since the store knows it again.
 //
-// A commit begins when nothing more waits and none is running; what comes while
-// one is running goes into the next. So under load batches grow with what the
-// disk takes, and a lone record is there as fast as the disk permits. No timer
-// is needed for either.
+// A commit begins when a batch is full or nothing more waits, and none is
+// running; what comes while one is running goes into the next. So under load
+// batches grow with what the disk takes, and a lone record is there as fast as
+// the disk permits. No timer is needed for either.
 
 #include "src/collect/src/accumulate/store_writer.h"
 
@@ -280,12 +280,17 @@ void store_writer::submit(arrival& record) {
 }
 
 // What waits is on its way to the disk, and what is there is told. Nobody waits
-// here but for a store in trouble: we are woken when a commit has ended.
+// here but for a store in trouble, and once or twice a run for what it says of
+// its completion: we are woken when a commit has ended.
 void store_writer::start_commit() {
-  if (given_up_ || in_flight_.empty()) return;
-  if (store_->start_flush() != result_store::answer::done) return commit();
+  if (given_up_) return;
+  if (!in_flight_.empty() &&
+      store_->start_flush() != result_store::answer::done)
+    return commit();
   settle();
   look_for_completion();
+  // It may have met the end of the next commit.
+  settle();
 }
 
 void store_writer::commit() {
