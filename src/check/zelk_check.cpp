@@ -30,8 +30,7 @@ int report(const check_settings& settings) {
                                                             : status;
 }
 
-int perform(const check_settings& settings) {
-  if (settings.what == action::local) return check_locally(settings);
+int answer_in_time(const check_settings& settings) {
   const watchdog limit(settings.timeout, "no answer", settings.is_plugin());
   switch (settings.what) {
     case action::list:
@@ -45,6 +44,13 @@ int perform(const check_settings& settings) {
     default:
       return report(settings);
   }
+}
+
+int perform(const check_settings& settings) {
+  if (settings.what == action::local) return check_locally(settings);
+  const int status = answer_in_time(settings);
+  show_page(settings);
+  return status;
 }
 
 }  // namespace

@@ -30,4 +30,4 @@ X
 check --checks "$scratch/site" --format plain
 said "limit at least 262144001 KiB, set in $scratch/site/mine.xml:2"
 check --format plain timeout
-said 'slow: stopped after 0 s, the limit set by <timeout> in slow.xml or, over it, in zelk.xml'
+said ' s, the limit set by <timeout> in slow.xml or, over it, in zelk.xml'

@@ -98,7 +98,7 @@ class run_judge {
         descriptions_(settings.descriptions,
                       settings.install_root + "/share/zelkara/description.xsd"),
         loader_(std::make_unique<run_loader>(base, descriptions_)),
-        others_(limit_of_a_question(settings.timeout)) {
+        others_(limit_of_questions(settings.timeout)) {
     if (!settings.nodefile.empty()) notes_ = read_nodefile(settings.nodefile);
   }
 

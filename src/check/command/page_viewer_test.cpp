@@ -1,7 +1,9 @@
 #include "src/check/command/page_viewer.h"
 
+#include <fcntl.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 
@@ -62,7 +64,11 @@ TEST_F(open_page_, does_not_wait_for_a_viewer_that_stays) {
   ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
   install("read line <" + fifo);
   EXPECT_EQ(open_page("a.html", std::chrono::milliseconds(60)), "");
-  folder_.write("until", "");  // it may end now
+  // It may end now. Read and write, so that nobody waits for anybody.
+  const int fd = ::open(fifo.c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_GE(fd, 0);
+  EXPECT_EQ(::write(fd, "\n", 1), 1);
+  ::close(fd);
 }
 
 TEST_F(open_page_, needs_a_screen) {

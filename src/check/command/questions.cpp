@@ -85,7 +85,7 @@ int show_nodes(const check_settings& settings) {
   const judged_run judged = judge_run(settings, read_checks(settings));
   node_groups groups = groups_of(judged.run);
   add_classes(groups, judged.what.classes);
-  asked_groups others(limit_of_a_question(settings.timeout));
+  asked_groups others(limit_of_questions(settings.timeout));
   const std::vector<std::string> names =
       names_of("--show node", settings.asked, groups, others);
   report_options options = report_options_for(settings, true);

@@ -314,15 +314,6 @@ void output_writer::write(const output_place& place) {
   file.keep();
 }
 
-// Nobody's status depends on whether there is a screen: the page is written.
-void show_page(const output_place& page) {
-  constexpr std::chrono::seconds patience{2};
-  const std::string problem = open_page(page.path, patience);
-  if (!problem.empty())
-    std::cerr << program_name << ": --open: " << problem << "; the page is "
-              << text::visible_text(page.path) << '\n';
-}
-
 }  // namespace
 
 report_options report_options_for(const check_settings& settings,
@@ -366,7 +357,18 @@ void write_outputs(const check_settings& settings, const judged_run& judged) {
   for (const bool to_standard_output : {false, true})
     for (const output_place& place : settings.outputs)
       if (is_standard_output(place) == to_standard_output) writer.write(place);
-  if (settings.open) show_page(*settings.page_file());
+}
+
+// Nobody's status depends on whether there is a screen: the page is written.
+void show_page(const check_settings& settings) {
+  if (!settings.open) return;
+  constexpr std::chrono::seconds patience{2};
+  std::cout.flush();
+  const output_place page = *settings.page_file();
+  const std::string problem = open_page(page.path, patience);
+  if (!problem.empty())
+    std::cerr << program_name << ": --open: " << problem << "; the page is "
+              << text::visible_text(page.path) << '\n';
 }
 
 }  // namespace zelk::check

@@ -18,6 +18,10 @@ void check_outputs(const check_settings& settings);
 
 void write_outputs(const check_settings& settings, const judged_run& judged);
 
+// Shows the page that was written, where it was asked for (--open). Takes up to
+// two seconds: nobody's limit of time counts them.
+void show_page(const check_settings& settings);
+
 // For a report on standard output, which has a terminal's width and colours, or
 // in a file, which has neither.
 report_options report_options_for(const check_settings& settings,

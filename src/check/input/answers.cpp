@@ -104,14 +104,18 @@ std::string reason_of(answer kind, const stored_result& result,
   }
 }
 
-// The value of the last --timeout; "" when there is none. Words are parted by
-// blanks, as they are stored.
+// The value of the last --timeout that zelk-collect was given; "" when there is
+// none, or when it may be a word of a note: words are parted by blanks, as they
+// are stored.
 std::string typed_timeout(const std::string& command_line) {
   constexpr std::string_view option = "--timeout";
   std::string found;
   const std::vector<std::string> words = str::split(command_line, ' ');
-  for (std::size_t i = 0; i < words.size(); ++i) {
+  if (words.empty() || !words[0].ends_with("zelk-collect")) return "";
+  for (std::size_t i = 1; i < words.size(); ++i) {
     if (words[i] == "--") break;
+    if (words[i].starts_with("--note") || words[i].starts_with("--label"))
+      return "";
     if (words[i] == option && i + 1 < words.size()) found = words[i + 1];
     if (words[i].starts_with(std::string(option) + "="))
       found = words[i].substr(option.size() + 1);

@@ -14,11 +14,14 @@ namespace zelk::check {
 namespace {
 
 using std::chrono::seconds;
+using clock = std::chrono::steady_clock;
 
 constexpr seconds longest_question{15};
 constexpr std::chrono::milliseconds grace{500};  // to tidy up after that
+constexpr int status_too_late = 124;             // as program_answer has it
 
 program_answer answer_of(const std::vector<std::string>& words, seconds limit) {
+  if (limit < seconds(1)) return {true, status_too_late, "", ""};
   std::string line;
   for (const std::string& word : words)
     line += (line.empty() ? "" : " ") + preproc::shell_quoted(word);
@@ -38,14 +41,16 @@ program_answer answer_of(const std::vector<std::string>& words, seconds limit) {
 
 }  // namespace
 
-seconds limit_of_a_question(seconds timeout) {
-  if (timeout.count() == 0) return longest_question;
-  return std::clamp(timeout - seconds(2), seconds(1), longest_question);
+seconds limit_of_questions(seconds timeout) {
+  if (timeout.count() == 0) return std::chrono::hours(24);
+  return std::max(timeout - seconds(2), seconds(0));
 }
 
-asked_groups::asked_groups(seconds limit)
-    : run_([limit](const std::vector<std::string>& words) {
-        return answer_of(words, limit);
+asked_groups::asked_groups(seconds all)
+    : run_([end = clock::now() + all](const std::vector<std::string>& words) {
+        const auto left =
+            std::chrono::duration_cast<seconds>(end - clock::now());
+        return answer_of(words, std::min(left, longest_question));
       }) {}
 
 const node::expansion& asked_groups::of(std::string_view group) {

@@ -19,9 +19,10 @@ class asked_groups {
  public:
   // By `run`.
   explicit asked_groups(program_runner run) : run_(std::move(run)) {}
-  // By the programs of this machine, each of which is ended when it takes
-  // longer: a batch system that is down makes its clients wait for it.
-  explicit asked_groups(std::chrono::seconds limit);
+  // By the programs of this machine, which have `all` from now on for all their
+  // answers, and 15 s each: a batch system that is down makes its clients wait
+  // for it.
+  explicit asked_groups(std::chrono::seconds all);
 
   // Like a node::group_source.
   const node::expansion& of(std::string_view group);
@@ -31,7 +32,8 @@ class asked_groups {
   std::map<std::string, node::expansion, std::less<>> known_;
 };
 
-// How long a program may take, when all may take `timeout` (0: any time).
-std::chrono::seconds limit_of_a_question(std::chrono::seconds timeout);
+// How long programs may take, when this one may take `timeout` (0: any time):
+// there must be time left to say that nobody answered.
+std::chrono::seconds limit_of_questions(std::chrono::seconds timeout);
 
 }  // namespace zelk::check

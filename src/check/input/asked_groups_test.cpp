@@ -60,7 +60,7 @@ TEST_F(asked_groups_, are_asked_for_once) {
 
 TEST_F(asked_groups_, end_a_program_that_hangs) {
   install("sinfo", "echo n1; exec sleep 1000");
-  asked_groups hasty{seconds(1)};
+  asked_groups hasty{seconds(2)};
   EXPECT_EQ(hasty.of("slurm:debug").problem, "sinfo did not answer");
   EXPECT_TRUE(hasty.of("slurm:debug").names.empty());
 }
@@ -74,11 +74,18 @@ TEST_F(asked_groups_, need_a_program) {
             "installed)");
 }
 
-TEST(limit_of_a_question, leaves_time_to_tell_that_nobody_answered) {
-  EXPECT_EQ(limit_of_a_question(seconds(0)), seconds(15));
-  EXPECT_EQ(limit_of_a_question(seconds(55)), seconds(15));
-  EXPECT_EQ(limit_of_a_question(seconds(10)), seconds(8));
-  EXPECT_EQ(limit_of_a_question(seconds(1)), seconds(1));
+// Else the end by time of the whole program comes first, and leaves it running.
+TEST_F(asked_groups_, ask_nobody_when_no_time_is_left) {
+  install("sinfo", "echo x >>" + folder_.file("asked"));
+  asked_groups late{seconds(0)};
+  EXPECT_EQ(late.of("slurm:debug").problem, "sinfo did not answer");
+  EXPECT_FALSE(std::filesystem::exists(folder_.file("asked")));
+}
+
+TEST(limit_of_questions, leaves_time_to_tell_that_nobody_answered) {
+  EXPECT_GT(limit_of_questions(seconds(0)), std::chrono::hours(1));
+  EXPECT_EQ(limit_of_questions(seconds(55)), seconds(53));
+  EXPECT_EQ(limit_of_questions(seconds(1)), seconds(0));
 }
 
 }  // namespace

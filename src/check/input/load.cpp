@@ -334,15 +334,18 @@ void run_reader::read_group(const std::vector<const stored_result*>& like,
       made_.providers[provider_places_.at({first.provider, first.option_id})];
   const group_facts read = facts_of(first, facts);
   std::vector<std::uint32_t> nodes;
+  std::string limit;  // the same for all
   for (const stored_result* each : like) {
     const std::uint32_t node = place_of_node_[names_.number_of(each->node)];
     nodes.push_back(node);
     info.answers[node] = answer_of(
         *each, read.what,
         explains_itself(*each) ? outputs_.last_error_line(*each) : "");
-    if (info.answers[node].what == answer::timed_out)
-      info.answers[node].reason +=
+    if (info.answers[node].what != answer::timed_out) continue;
+    if (limit.empty())
+      limit =
           ", " + limit_words(made_.run.command_line, info.name, info.option_id);
+    info.answers[node].reason += limit;
   }
   if (std::find(info.versions.begin(), info.versions.end(), first.version) ==
       info.versions.end())

@@ -84,7 +84,7 @@ TEST(give_classes, puts_them_over_notes) {
   EXPECT_EQ(run.notes[3].class_name, "");
 }
 
-// Which of the two was meant nobody() can tell.
+// Which of the two was meant nobody can tell.
 TEST(give_classes, refuses_a_node_in_two_classes) {
   EXPECT_EQ(complaint_about({{"all", "@*"}, {"mine", "node2"}}),
             "--class: 'node2' is in two classes, all and mine");

@@ -17,9 +17,9 @@ compared way_of(const column_checks& checks, const fact_column& fact) {
         checks.named.begin(), checks.named.end(),
         [kind](const auto* each) { return each->what.kind == kind; });
   };
-  if (checks.named.empty() && !checks.generic) return compared::never;
   if (has(rule::peers)) return compared::as_numbers;
   if (has(rule::differs)) return compared::as_text;
+  if (!checks.generic) return compared::never;
   if (fact.traits.compare == facts::comparison::equal) return compared::as_text;
   return fact.traits.compare == facts::comparison::outlier
              ? compared::as_numbers

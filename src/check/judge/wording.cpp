@@ -110,6 +110,9 @@ std::optional<double> wording::reference_number_of(const hit& what) const {
   if (what.column == nullptr) return {};
   if (what.what == shape::outlier) return what.of.median;
   if (what.what != shape::odd || what.reference == unknown_value) return {};
+  const facts::value_type type = what.column->fact->traits.type;
+  if (type != facts::value_type::number && type != facts::value_type::integer)
+    return {};
   const double number = run.number(what.reference);
   return std::isnan(number) ? std::nullopt : std::optional(number);
 }

@@ -264,6 +264,8 @@ class serial_numbers {
     of.group_numbers.resize(of.groups.size());
     for (std::size_t i = 0; i < of.groups.size(); ++i)
       hide(of.groups[i].first, of.group_numbers[i], own);
+    // What most nodes have is as much a serial number as what one has.
+    if (is_serial(of.fact)) hide(of.reference, of.reference_number, own);
     const std::string reference = of.reference;
     for (std::string* text : {&of.message, &of.reference})
       for (const auto& [serial, instead] : own)
@@ -290,12 +292,17 @@ class serial_numbers {
   text_map map_;
 };
 
+bool tells_serials(const finding& of) {
+  return is_serial(of.fact) || of.check.ends_with("not-unique") ||
+         std::any_of(of.values.begin(), of.values.end(),
+                     [](const node_value& one) { return is_serial(one.fact); });
+}
+
 void hide_serials(judgement& what) {
   serial_numbers numbers;
   for (auto* list : {&what.findings, &what.accepted, &what.fixed})
     for (finding& one : *list)
-      if (is_serial(one.fact) || one.check.ends_with("not-unique"))
-        numbers.hide(one);
+      if (tells_serials(one)) numbers.hide(one);
   for (difference& one : what.differences)
     if (is_serial(one.fact))
       for (auto& [value, nodes] : one.groups)

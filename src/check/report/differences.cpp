@@ -52,7 +52,8 @@ struct chosen_facts {
   columns all;
   columns as_text;
   std::vector<allowance> allowed;  // of those as text; empty: nothing is
-  std::size_t numbers = 0, never = 0;
+  columns numbers;
+  std::size_t never = 0;
 };
 
 chosen_facts chosen(const run_data& run, const difference_wish& wish) {
@@ -64,7 +65,7 @@ chosen_facts chosen(const run_data& run, const difference_wish& wish) {
   }
   for (const fact_column* fact : result.all) {
     allowance allowed = wish.allowed(*fact);
-    result.numbers += allowed.how == compared::as_numbers;
+    if (allowed.how == compared::as_numbers) result.numbers.push_back(fact);
     result.never += allowed.how == compared::never;
     if (allowed.how != compared::as_text) continue;
     result.as_text.push_back(fact);
@@ -106,6 +107,13 @@ answer answer_of(const run_data& run, const fact_column& fact,
   return answer::not_expected;
 }
 
+// One that is made of several facts has a "*" in its name.
+bool is_of(const distribution& of, const fact_column& fact) {
+  return fact.provider == of.provider && fact.option == of.option &&
+         (fact.name == of.fact ||
+          ::fnmatch(of.fact.c_str(), fact.name.c_str(), 0) == 0);
+}
+
 class difference_writer {
  public:
   difference_writer(const run_data& run, chosen_facts facts,
@@ -137,7 +145,7 @@ class difference_writer {
   std::vector<group> groups_of(const std::vector<std::string>& nodes);
   std::optional<std::string> known(std::uint32_t value) const;
   void write_summary();
-  void write_left_out();
+  void write_left_out(std::size_t unlisted);
   void write_pair(const std::string& class_name, const group& most,
                   const group& others);
   void add_difference(const fact_column& fact, std::uint32_t before,
@@ -179,7 +187,7 @@ void difference_writer::end() {
 
 void difference_writer::write_summary() {
   if (pairs_ > 0) return;
-  if (facts_.empty() && chosen_.numbers == 0)
+  if (facts_.empty() && chosen_.numbers.empty())
     out_ << "# nothing of it is compared between nodes\n";
   else if (!facts_.empty())
     out_ << fmt::format("# no differences: {} on {}\n",
@@ -187,14 +195,18 @@ void difference_writer::write_summary() {
                         count_of(compared_, "node"));
 }
 
-void difference_writer::write_left_out() {
-  if (chosen_.never == 0 && passed_.empty()) return;
+// `unlisted` numbers have no distribution: they do not differ, or few have
+// them.
+void difference_writer::write_left_out(std::size_t unlisted) {
   std::string what;
-  if (chosen_.never > 0)
-    what = count_of(chosen_.never, "fact") + " not compared between nodes";
-  if (!passed_.empty())
-    what += (what.empty() ? "" : ", ") + count_of(passed_.size(), "fact") +
-            " with differences that the check lets pass";
+  const auto add = [&](std::size_t number, const char* kind, const char* why) {
+    if (number > 0)
+      what += (what.empty() ? "" : ", ") + count_of(number, kind) + why;
+  };
+  add(chosen_.never, "fact", " not compared between nodes");
+  add(passed_.size(), "fact", " with differences that the check lets pass");
+  add(unlisted, "number", " alike or of few nodes");
+  if (what.empty()) return;
   out_ << "# left out: " << what << "; --all shows them\n";
 }
 
@@ -207,11 +219,9 @@ void difference_writer::add_outliers(const std::vector<distribution>& all,
         ::fnmatch(pattern.c_str(), each.fact.c_str(), 0) != 0 &&
         ::fnmatch(each.fact.c_str(), pattern.c_str(), 0) != 0)
       continue;
-    const bool is_shown =
-        std::any_of(facts_.begin(), facts_.end(), [&](const fact_column* fact) {
-          return ::fnmatch(each.fact.c_str(), fact->name.c_str(), 0) == 0 &&
-                 fact->provider == each.provider && fact->option == each.option;
-        });
+    const bool is_shown = std::any_of(
+        facts_.begin(), facts_.end(),
+        [&](const fact_column* fact) { return is_of(each, *fact); });
     if (is_shown) continue;
     if (each.outliers.empty())
       ++calm;
@@ -221,7 +231,13 @@ void difference_writer::add_outliers(const std::vector<distribution>& all,
   if (calm > 0)
     out_ << "# numbers of which none is far from its class's median: " << calm
          << '\n';
-  write_left_out();
+  write_left_out(static_cast<std::size_t>(std::count_if(
+      chosen_.numbers.begin(), chosen_.numbers.end(),
+      [&](const fact_column* fact) {
+        return std::none_of(
+            all.begin(), all.end(),
+            [&](const distribution& each) { return is_of(each, *fact); });
+      })));
 }
 
 void difference_writer::write_outliers(const distribution& of) {
