@@ -197,17 +197,24 @@ leaves_stuck_child() {
   timeout 60 "$here/stuck_mount.py" "$scratch/stuck mount" sh -c '
     for run in 1 2; do
       "$1" 2>&1 | cat >"$2.$run"
-      grep -l -x stat /proc/[0-9]*/comm | wc -l >>"$2.count"
+      grep -l "^[0-9]* (stat) D " /proc/[0-9]*/stat 2>/dev/null | wc -l >>"$2.count"
     done' sh "$share/fs_responsive/fs_responsive.sh" "$scratch/out" 2>"$scratch/err"
   status=$?
   if [ "$status" -eq 77 ]; then echo "skipped: no root or no FUSE"; return 0; fi
   for run in 1 2; do
-    for line in "filesystem: hung fuse $scratch/stuck\\040mount" 'filesystems.hung: 1' \
-      "stuck.before: $(((run - 1) * 2))"; do
+    for line in "filesystem: hung fuse $scratch/stuck\\040mount" 'filesystems.hung: 1'; do
       grep -q -F -x "$line" "$scratch/out.$run" ||
         { echo "run $run, status $status: no '$line'"; cat "$scratch/out.$run" "$scratch/err"; return 1; }
     done
   done
+  grep -q -x 'stuck.before: 0' "$scratch/out.1" || { cat "$scratch/out.1"; return 1; }
+  # Two for this mount; on a busy machine one that was asked twice dies slowly, too.
+  before=$(sed -n 's/^stuck.before: //p' "$scratch/out.2")
+  left=$(head -n 1 "$scratch/out.count")
+  if [ "$before" -lt 2 ] || [ "$before" -gt "$left" ]; then
+    echo "stuck before the second run: $before; $left were left"
+    return 1
+  fi
   grep -q '^filesystem: ok' "$scratch/out.2" || { echo "nothing else was asked"; return 1; }
-  [ "$(sort -u "$scratch/out.count" | wc -l)" -eq 1 ] || { echo "children:"; cat "$scratch/out.count"; return 1; }
+  [ "$(tail -n 1 "$scratch/out.count")" -le "$left" ] || { echo "children:"; cat "$scratch/out.count"; return 1; }
 }
