@@ -11,8 +11,8 @@
 #include <string_view>
 
 #include "src/collect/src/collect/exit_codes.h"
-#include "src/common/cli/validators.h"
 #include "src/common/cli/standard_output.h"
+#include "src/common/cli/validators.h"
 #include "src/common/log/settings.h"
 #include "src/common/names/version.h"
 #include "src/common/str/nearest_word.h"
