@@ -5,6 +5,7 @@ ZELK_KILLS: how many times (20)."""
 
 import os
 import random
+import sqlite3
 import subprocess
 import time
 
@@ -20,6 +21,7 @@ spool = scratch + "/spool"
 os.mkdir(spool)
 
 names = {}  # file to what it holds
+made = []   # the datastore, once it was read
 written = 0
 longest = 0.3
 
@@ -36,8 +38,15 @@ def write_more(count):
 def stored_numbers():
     if not os.path.exists(datastore):
         return []
-    return [int(text.split()[1]) for (text,) in
-            query("SELECT STDOUT FROM v_provider_result")]
+    try:
+        texts = query("SELECT STDOUT FROM v_provider_result")
+    except sqlite3.OperationalError as error:
+        # Killed while it was made: there are no tables yet, or what was begun
+        # is to be taken back first, by one who may write.
+        check(not made, "unreadable:", error)
+        return []
+    made.append(datastore)
+    return [int(text.split()[1]) for (text,) in texts]
 
 
 for _ in range(KILLS):
