@@ -25,7 +25,7 @@ LAYERS = {
     "src/common/node": BASE,
     "src/common/util": BASE,
     "src/common/preproc": BASE | {"xml"},
-    "src/collect/src/utils": BASE | {"node"},
+    "src/collect/src/utils": BASE | {"node", "util"},
     "src/collect/src/provider":
         BASE | {"utils", "preproc", "node", "util", "datastore"},
     "src/common/datastore": BASE | {"text"},

@@ -1,13 +1,10 @@
 #include "src/check/input/asked_groups.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <utility>
 #include <vector>
 
 #include "src/common/preproc/preproc.h"
-#include "src/common/util/cmd.h"
-#include "src/common/util/errno_text.h"
 
 namespace zelk::check {
 
@@ -25,18 +22,7 @@ program_answer answer_of(const std::vector<std::string>& words, seconds limit) {
   std::string line;
   for (const std::string& word : words)
     line += (line.empty() ? "" : " ") + preproc::shell_quoted(word);
-  util::cmd child(line, limit.count());
-  child.times.grace = grace;
-  program_answer answer;
-  if (child.popen3() != 0) {
-    answer.errors = util::errno_text(errno);
-    return answer;
-  }
-  answer.ran = true;
-  answer.exit_status = child.exit_status;
-  answer.output = child.standard_output.view();
-  answer.errors = child.standard_error.view();
-  return answer;
+  return util::ask_program(line, limit, grace);
 }
 
 }  // namespace

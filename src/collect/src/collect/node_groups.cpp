@@ -22,9 +22,7 @@ program_runner by(const surroundings& outside) {
     std::string line;
     for (const std::string& word : words)
       line += (line.empty() ? "" : " ") + preproc::shell_quoted(word);
-    command_answer answer = outside.run(line);
-    return program_answer{answer.ran, answer.exit_status,
-                          std::move(answer.output), std::move(answer.errors)};
+    return outside.run(line);
   };
 }
 

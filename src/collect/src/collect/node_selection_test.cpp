@@ -127,7 +127,7 @@ TEST_F(select, asks_slurm_and_cluset_for_other_groups) {
 }
 
 TEST_F(select, says_why_a_group_cannot_be_had) {
-  const auto asked = [&](const char* group, const command_answer& reply) {
+  const auto asked = [&](const char* group, const util::program_answer& reply) {
     world_.reply = reply;
     from_.nodes = {group};
     const std::string text = problem();

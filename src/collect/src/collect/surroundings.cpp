@@ -2,32 +2,23 @@
 
 #include <unistd.h>
 
-#include <cerrno>
+#include <chrono>
 #include <iostream>
 
 #include "src/collect/src/collect/read_settings.h"
-#include "src/common/util/cmd.h"
-#include "src/common/util/errno_text.h"
 
 namespace zelk::collect {
 
 namespace {
 
-// Seconds. A batch system that is down makes its clients wait for it.
-constexpr int command_limit = 15;
+using std::chrono::seconds;
 
-command_answer run_command(const std::string& command) {
-  util::cmd child(command, command_limit);
-  command_answer answer;
-  if (child.popen3() != 0) {
-    answer.errors = util::errno_text(errno);
-    return answer;
-  }
-  answer.ran = true;
-  answer.exit_status = child.exit_status;
-  answer.output = child.standard_output.view();
-  answer.errors = child.standard_error.view();
-  return answer;
+// A batch system that is down makes its clients wait for it.
+constexpr seconds command_limit{15};
+constexpr seconds grace{5};
+
+util::program_answer run_command(const std::string& command) {
+  return util::ask_program(command, command_limit, grace);
 }
 
 std::string own_host_name() {

@@ -8,22 +8,16 @@
 #include <string>
 #include <vector>
 
-namespace zelk::collect {
+#include "src/common/util/program_answer.h"
 
-// What a short command said.
-struct command_answer {
-  bool ran = false;     // false: `errors` tells why not
-  int exit_status = 0;  // 124: it took too long and was ended
-  std::string output;
-  std::string errors;
-};
+namespace zelk::collect {
 
 struct surroundings {
   // "" for one that is not set.
   std::function<std::string(const char* name)> variable;
   std::istream* standard_input = nullptr;
   // Runs a shell command, for at most some seconds.
-  std::function<command_answer(const std::string& command)> run;
+  std::function<util::program_answer(const std::string& command)> run;
   std::function<std::string()> host_name;
 };
 

@@ -91,7 +91,7 @@ inline words names_of(const std::vector<planned_provider>& providers) {
 struct empty_world {
   std::istringstream input;
   std::vector<std::string> commands;
-  command_answer reply;  // to each of them
+  util::program_answer reply;  // to each of them
   std::map<std::string, std::string> variables;
 
   surroundings outside() {

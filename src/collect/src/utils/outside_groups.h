@@ -12,16 +12,11 @@
 #include <vector>
 
 #include "src/common/node/ranges.h"
+#include "src/common/util/program_answer.h"
 
 namespace zelk {
 
-// What a short command said.
-struct program_answer {
-  bool ran = false;     // false: `errors` tells why not
-  int exit_status = 0;  // 124: it took too long and was ended; 127: no such one
-  std::string output;
-  std::string errors;
-};
+using util::program_answer;
 
 // Runs a program; the first of the words is its name, found by PATH.
 using program_runner =
